@@ -1,0 +1,38 @@
+#include "bindings/FileObject.h"
+
+namespace kelvara::bindings {
+
+namespace {
+
+const char* const not_a_file = "First argument must be a file object!";
+
+py::handle io_base() {
+    // Kept for the life of the process; never released at interpreter shutdown.
+    static py::handle s_io_base = py::object(py::module_::import("io").attr("IOBase")).release();
+    return s_io_base;
+}
+
+}  // namespace
+
+std::shared_ptr<stream::FileStream> GetFileStream(py::handle p_file) {
+    if (!py::isinstance(p_file, io_base())) throw py::type_error(not_a_file);
+    int descriptor;
+    try {
+        descriptor = p_file.attr("fileno")().cast<int>();
+    } catch (py::error_already_set&) {
+        throw py::type_error(not_a_file);
+    } catch (py::cast_error&) {
+        throw py::type_error(not_a_file);
+    }
+    // Bytes the host has written but still buffers must reach the file before it is read.
+    if (p_file.attr("writable")().cast<bool>()) p_file.attr("flush")();
+    const auto position = p_file.attr("tell")().cast<std::int64_t>();
+    return std::make_shared<stream::FileStream>(stream::SharedFile::for_descriptor(descriptor),
+                                                position);
+}
+
+void SetHostPosition(py::handle p_file, std::int64_t p_position) {
+    p_file.attr("seek")(p_position);
+}
+
+}  // namespace kelvara::bindings

@@ -1,0 +1,110 @@
+#include "eclipse/Section.h"
+
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+#include "eclipse/ItemSize.h"
+
+namespace kelvara::eclipse {
+
+namespace {
+
+// Walks the blocks of a section of p_total bytes; Swap reverses each length word.
+template <bool Swap>
+bool jump_blocks(stream::FileStream& p_stream, std::int32_t p_total) {
+    std::int64_t position = p_stream.tell();
+    std::int64_t done = 0;
+    while (p_total >= 1 && done < p_total) {
+        std::int32_t length, trailing;
+        if (!stream::read_word<Swap>(p_stream, length)) break;
+        // A negative length would walk backwards, and possibly for ever: the walk ends there.
+        if (length < 0) break;
+        p_stream.seek(position + length + 4);
+        if (!stream::read_word<Swap>(p_stream, trailing)) break;
+        done += length;
+        position += std::int64_t(length) + 8;
+    }
+    if (done == p_total) return true;
+    std::fprintf(stderr, "Error on JumpItems: %lld X %d\n", static_cast<long long>(done), p_total);
+    return false;
+}
+
+// The product of item size and count in 32-bit two's complement, as the section's byte total.
+std::int32_t byte_total(std::int32_t p_item_size, std::int32_t p_count) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(p_item_size) *
+                                     static_cast<std::uint32_t>(p_count));
+}
+
+}  // namespace
+
+Section::Section(std::shared_ptr<stream::FileStream> p_stream) : m_stream(std::move(p_stream)) {
+    ReadHeader();
+}
+
+Section::Section(std::shared_ptr<stream::FileStream> p_stream, std::int64_t p_position)
+    : m_stream(std::move(p_stream)) {
+    if (p_position >= 0) m_stream->seek(p_position);
+    ReadHeader();
+}
+
+TSectionData Section::Data() const { return TSectionData{m_position, m_name, Type(), m_count}; }
+
+std::string Section::Type() const {
+    return m_has_header ? std::string(m_raw_header + 16, 4) : std::string();
+}
+
+bool Section::ReadHeader() {
+    m_position = m_stream->tell();
+    m_data_position = m_position + 24;
+    m_loaded = false;
+    char header[24];
+    if (m_stream->read(header, sizeof header) < sizeof header) return false;
+    std::memcpy(m_raw_header, header, sizeof header);
+    m_has_header = true;
+
+    const unsigned char* marker = reinterpret_cast<const unsigned char*>(m_raw_header);
+    const std::uint32_t leading = std::uint32_t(marker[0]) | std::uint32_t(marker[1]) << 8 |
+                                  std::uint32_t(marker[2]) << 16 | std::uint32_t(marker[3]) << 24;
+    m_swap = leading != 16;
+
+    std::uint32_t count;
+    std::memcpy(&count, m_raw_header + 12, 4);
+    if (m_swap) count = __builtin_bswap32(count);
+    std::memcpy(m_raw_header + 12, &count, 4);
+    std::memcpy(&m_count, &count, 4);
+
+    const std::size_t length = TrimBlanks(m_raw_header + 4, 8);
+    m_name.assign(m_raw_header + 4, length);
+    m_item_size = ItemSize(m_raw_header + 16);
+    return true;
+}
+
+bool Section::JumpItems() {
+    const std::int32_t total = byte_total(m_item_size, m_count);
+    return m_swap ? jump_blocks<true>(*m_stream, total) : jump_blocks<false>(*m_stream, total);
+}
+
+bool Section::Advance() {
+    if (!m_loaded && !JumpItems()) return false;
+    return ReadHeader();
+}
+
+bool Section::GoTo(std::int64_t p_position) {
+    m_position = p_position;
+    if (p_position < 0) throw std::runtime_error("Invalid file position!");
+    m_stream->seek(p_position);
+    return ReadHeader();
+}
+
+void Section::CheckListFits(std::int64_t p_items) const {
+    // Even a refused type is taken to need one byte per slot, so no count can outgrow the file.
+    const std::int64_t item_bytes = m_item_size > 0 ? m_item_size : 1;
+    const std::int64_t room = m_stream->file()->size() - m_data_position;
+    if (p_items <= 0 || p_items <= room / item_bytes) return;
+    throw std::runtime_error("Section \"" + m_name + "\" claims " + std::to_string(p_items) +
+                             " items, more than the rest of the file can hold");
+}
+
+}  // namespace kelvara::eclipse

@@ -1,0 +1,73 @@
+#include "stream/FileStream.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kelvara::stream {
+
+FileStream::FileStream(std::shared_ptr<SharedFile> p_file, std::int64_t p_position)
+    : m_file(std::move(p_file)), m_base(p_position) {}
+
+void FileStream::seek(std::int64_t p_position) {
+    const std::int64_t offset = p_position - m_base;
+    if (offset >= 0 && offset <= static_cast<std::int64_t>(m_fill)) {
+        m_cursor = static_cast<std::size_t>(offset);
+        return;
+    }
+    m_base = p_position;
+    m_cursor = 0;
+    m_fill = 0;
+    m_chunk = min_chunk;  // a jump ends a sequential run
+}
+
+std::size_t FileStream::read(void* p_out, std::size_t p_size) {
+    auto* out = static_cast<char*>(p_out);
+    std::size_t done = 0;
+    while (done < p_size) {
+        std::size_t avail;
+        const char* data = window(1, avail);
+        if (avail == 0) break;
+        const std::size_t n = std::min(avail, p_size - done);
+        std::memcpy(out + done, data, n);
+        consume(n);
+        done += n;
+    }
+    return done;
+}
+
+void FileStream::refill(std::size_t p_min) {
+    const std::size_t unread = m_fill - m_cursor;
+    const bool sequential = m_fill > 0 && unread < p_min;
+    if (sequential && m_chunk < max_chunk) m_chunk *= 2;
+    const std::size_t want = std::max(m_chunk, p_min);
+    if (want > m_capacity) {
+        std::unique_ptr<char[]> storage(new char[want]);
+        if (unread > 0) std::memcpy(storage.get(), m_storage.get() + m_cursor, unread);
+        m_storage = std::move(storage);
+        m_capacity = want;
+    } else if (unread > 0 && m_cursor > 0) {
+        std::memmove(m_storage.get(), m_storage.get() + m_cursor, unread);
+    }
+    m_base += static_cast<std::int64_t>(m_cursor);
+    m_cursor = 0;
+    m_fill = unread;
+    if (m_base < 0) return;  // nothing lies before the start of a file
+    m_fill += m_file->read_at(m_storage.get() + unread, want - unread,
+                              m_base + static_cast<std::int64_t>(unread));
+}
+
+std::int64_t FileStream::remaining() const {
+    return std::max<std::int64_t>(0, m_file->size() - tell());
+}
+
+void FileStream::relax() {
+    if (m_capacity <= 64 * 1024) return;
+    m_base = tell();
+    m_cursor = 0;
+    m_fill = 0;
+    m_storage.reset();
+    m_capacity = 0;
+    m_chunk = min_chunk;
+}
+
+}  // namespace kelvara::stream

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#include "stream/SharedFile.h"
+
+namespace kelvara::stream {
+
+// A buffered reading position on a shared file. Every stream has a position and a buffer of its
+// own, so streams on one file never disturb each other. The buffer starts small and grows while
+// reading runs on sequentially, so a cursor that only reads headers stays cheap and a bulk read
+// moves through large strides; a seek inside the buffer costs nothing.
+class FileStream {
+  public:
+    FileStream(std::shared_ptr<SharedFile> p_file, std::int64_t p_position);
+
+    std::int64_t tell() const { return m_base + static_cast<std::int64_t>(m_cursor); }
+    void seek(std::int64_t p_position);
+
+    // Reads up to p_size bytes; fewer only at the end of the file.
+    std::size_t read(void* p_out, std::size_t p_size);
+
+    // Buffered bytes at the position: at least p_min of them unless the file ends first.
+    // p_avail receives how many there are; consume() moves the position over those used.
+    const char* window(std::size_t p_min, std::size_t& p_avail) {
+        if (m_fill - m_cursor < p_min) refill(p_min);
+        p_avail = m_fill - m_cursor;
+        return m_storage.get() + m_cursor;
+    }
+    void consume(std::size_t p_size) { m_cursor += p_size; }
+
+    // Bytes of the file behind the position; 0 at or past the end.
+    std::int64_t remaining() const;
+    // Gives a large buffer back; called when a bulk read is over.
+    void relax();
+
+    const std::shared_ptr<SharedFile>& file() const { return m_file; }
+
+  private:
+    void refill(std::size_t p_min);
+
+    static constexpr std::size_t min_chunk = 4096;
+    static constexpr std::size_t max_chunk = std::size_t(1) << 20;
+
+    std::shared_ptr<SharedFile> m_file;
+    std::unique_ptr<char[]> m_storage;
+    std::size_t m_capacity = 0;
+    std::size_t m_chunk = min_chunk;
+    std::int64_t m_base;       // file offset of m_storage[0]
+    std::size_t m_cursor = 0;  // position inside the buffer
+    std::size_t m_fill = 0;    // valid bytes in the buffer
+};
+
+// Reads one 4-byte word, reversed when Swap is set; false at the end of the file.
+template <bool Swap>
+inline bool read_word(FileStream& p_stream, std::int32_t& p_word) {
+    std::size_t avail;
+    const char* data = p_stream.window(4, avail);
+    if (avail < 4) return false;
+    std::uint32_t raw;
+    std::memcpy(&raw, data, 4);
+    if (Swap) raw = __builtin_bswap32(raw);
+    std::memcpy(&p_word, &raw, 4);
+    p_stream.consume(4);
+    return true;
+}
+
+}  // namespace kelvara::stream

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace kelvara::stream {
+
+// One open descriptor of a file, shared by every stream that reads that file. It is a duplicate
+// of a host descriptor, so it stays open and keeps reading the same file when the host closes
+// its own. Reads are positional (pread): the descriptor has no position that readers share.
+class SharedFile {
+  public:
+    // The shared descriptor of the file behind p_fd, made by duplicating p_fd when no live one
+    // exists for that file. Throws std::system_error when p_fd cannot be inspected or duplicated,
+    // and std::runtime_error when it is not open for reading.
+    static std::shared_ptr<SharedFile> for_descriptor(int p_fd);
+
+    ~SharedFile();
+    SharedFile(const SharedFile&) = delete;
+    SharedFile& operator=(const SharedFile&) = delete;
+
+    // Reads up to p_size bytes at p_offset; fewer only at the end of the file or on an error.
+    std::size_t read_at(void* p_out, std::size_t p_size, std::int64_t p_offset) const;
+    // The file's present size in bytes.
+    std::int64_t size() const;
+    int descriptor() const { return m_fd; }
+
+    struct Key {
+        unsigned long long device;
+        unsigned long long inode;
+    };
+
+  private:
+    SharedFile(int p_fd, Key p_key) : m_fd(p_fd), m_key(p_key) {}
+
+    int m_fd;
+    Key m_key;
+};
+
+}  // namespace kelvara::stream
