@@ -80,13 +80,17 @@ T TOstrelArray1DBuilder<T>::value_at(std::size_t p_index) const {
     if (p_index >= m_cursor && p_index < m_cursor + window_count()) {
         return Narrow<T>::apply(m_stage[p_index - m_cursor]);
     }
-    return m_values[p_index];
+    return p_index < m_values.size() ? m_values[p_index] : m_fill;
 }
 
 template <class T>
 void TOstrelArray1DBuilder<T>::copy_to(T* p_out) const {
     m_values.copy_to(p_out, m_values.size());
     const std::size_t staged = window_count();
+    // Staged values past a shrunk end leave a gap that takes the fill, as do_flush will.
+    if (staged > 0) {
+        for (std::size_t i = m_values.size(); i < m_cursor; ++i) p_out[i] = m_fill;
+    }
     for (std::size_t i = 0; i < staged; ++i) p_out[m_cursor + i] = Narrow<T>::apply(m_stage[i]);
 }
 

@@ -1,0 +1,143 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "EclWriter.h"
+#include "builder/ArrayFeeder.h"
+#include "eclipse/Section.h"
+
+using kelvara::eclipse::Section;
+using kelvara::eclipse::TBitCounts;
+using kelvara::eclipse::TCoordsRecord;
+using kelvara::testing::EclWriter;
+using ostrel::builder::ArrayFeeder;
+
+namespace {
+
+std::vector<double> fed(const ArrayFeeder& p_feeder) {
+    std::vector<double> out(p_feeder.size());
+    p_feeder.copy_to(out.data());
+    return out;
+}
+
+class RecordingList : public kelvara::eclipse::TListCursor {
+  public:
+    void put_int(std::int32_t p_value) override { m_items.push_back(std::to_string(p_value)); }
+    void put_float(double p_value) override { m_items.push_back(std::to_string(p_value)); }
+    void put_text(const char* p_text) override {
+        m_items.push_back(std::string("'") + p_text + "'");
+    }
+    std::vector<std::string> m_items;
+};
+
+}  // namespace
+
+class ItemDecoding : public ::testing::TestWithParam<bool> {};
+
+TEST_P(ItemDecoding, FeedBit1OnRealTruncatesFirst) {
+    EclWriter writer(GetParam());
+    writer.section("R", "REAL", std::vector<float>{2.9f, 1.0f});
+    Section section(writer.open());
+    ArrayFeeder feeder;
+    section.FeedBit1(feeder);
+    EXPECT_EQ(fed(feeder), (std::vector<double>{1.0, 0.0}));
+}
+
+TEST_P(ItemDecoding, FeedBit0AndCountBitsOnIntegers) {
+    EclWriter writer(GetParam());
+    writer.section("I", "INTE", std::vector<std::int32_t>{3, 0, 2});
+    Section section(writer.open());
+    ArrayFeeder feeder;
+    section.FeedBit0(feeder);
+    EXPECT_EQ(fed(feeder), (std::vector<double>{1.0, 0.0, 0.0}));
+    TBitCounts counts;
+    section.CountBits(counts);
+    EXPECT_EQ(counts.bit0, 1u);
+    EXPECT_EQ(counts.bit1, 2u);
+}
+
+TEST_P(ItemDecoding, CountBitsOverSeveralBlocksOfDoubles) {
+    EclWriter writer(GetParam());
+    writer.header("D", 4, "DOUB")
+        .block(std::vector<double>{3.5})
+        .block(std::vector<double>{2.0, 1.0, -0.5});
+    Section section(writer.open());
+    TBitCounts counts;
+    section.CountBits(counts);
+    EXPECT_EQ(counts.bit0, 2u);  // 3 and 1
+    EXPECT_EQ(counts.bit1, 2u);  // 3 and 2
+}
+
+TEST_P(ItemDecoding, ReadToIntRecordStoresWordsAndStopsAtSeven) {
+    EclWriter writer(GetParam());
+    writer.section("COORDS", "INTE", std::vector<std::int32_t>{1, 2, 3, 4, 5, 6, 7, 8, 9});
+    Section section(writer.open());
+    TCoordsRecord record;
+    section.ReadToIntRecord(record);
+    EXPECT_EQ(record.cursor, 9u);
+    for (int i = 0; i < 7; ++i) EXPECT_EQ(record.values[i], i + 1);
+}
+
+TEST_P(ItemDecoding, LogicalWordsFeedUnsignedAndListSigned) {
+    EclWriter writer(GetParam());
+    writer.section("L", "LOGI", std::vector<std::uint32_t>{1u, 0xFFFFFFFFu});
+    Section section(writer.open());
+    ArrayFeeder feeder;
+    section.FeedAll(feeder);
+    EXPECT_EQ(fed(feeder), (std::vector<double>{1.0, 4294967295.0}));
+    RecordingList list;
+    section.ListAll(list);
+    EXPECT_EQ(list.m_items, (std::vector<std::string>{"1", "-1"}));
+}
+
+TEST_P(ItemDecoding, RangeStrideStartsAtTheSecondBlock) {
+    EclWriter writer(GetParam());
+    writer.header("R", 8, "INTE")
+        .block(std::vector<std::int32_t>{0, 1, 2})
+        .block(std::vector<std::int32_t>{3, 4, 5})
+        .block(std::vector<std::int32_t>{6, 7});
+    Section section(writer.open());
+    ArrayFeeder feeder;
+    section.FeedRange(feeder, 1, 5, 2);
+    EXPECT_EQ(fed(feeder), (std::vector<double>{1, 2, 3, 5, 7}));
+}
+
+TEST_P(ItemDecoding, MaskedFeedPicksBySignedByte) {
+    EclWriter writer(GetParam());
+    writer.section("M", "INTE", std::vector<std::int32_t>{10, 20, 30});
+    Section section(writer.open());
+    const std::vector<char> mask{1, 0, 1};
+    ArrayFeeder feeder;
+    section.FeedMasked({mask, 1}, feeder);
+    EXPECT_EQ(fed(feeder), (std::vector<double>{10, 30}));
+    const std::vector<char> all_bits{char(0xFF), 0, char(0xFF)};
+    ArrayFeeder minus_one, two_five_five;
+    section.FeedMasked({all_bits, -1}, minus_one);
+    section.FeedMasked({all_bits, 255}, two_five_five);
+    EXPECT_EQ(fed(minus_one), (std::vector<double>{10, 30}));
+    EXPECT_TRUE(fed(two_five_five).empty());
+}
+
+TEST_P(ItemDecoding, TextItemsAreTrimmed) {
+    EclWriter writer(GetParam());
+    writer.header("C", 2, "CHAR").text_block("AB              ");
+    Section section(writer.open());
+    RecordingList list;
+    section.ListAll(list);
+    EXPECT_EQ(list.m_items, (std::vector<std::string>{"'AB'", "''"}));
+}
+
+TEST_P(ItemDecoding, RefusedLetterComplainsAndDeliversNothing) {
+    EclWriter writer(GetParam());
+    writer.header("M", 0, "MESS");
+    Section section(writer.open());
+    ArrayFeeder feeder;
+    testing::internal::CaptureStderr();
+    section.FeedAll(feeder);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid Feed section type:M\n");
+    EXPECT_EQ(feeder.size(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(ByteOrders, ItemDecoding, ::testing::Values(true, false),
+                         [](const auto& p_info) { return p_info.param ? "Big" : "Little"; });

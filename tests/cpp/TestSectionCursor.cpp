@@ -1,0 +1,76 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "EclWriter.h"
+#include "eclipse/ItemSize.h"
+#include "eclipse/Section.h"
+
+using kelvara::eclipse::Section;
+using kelvara::eclipse::TrimBlanks;
+using kelvara::testing::EclWriter;
+
+TEST(TrimBlanks, TrimsBothSidesOnlyBlanks) {
+    char both[] = "  AB    ";
+    ASSERT_EQ(TrimBlanks(both, 8), 2u);
+    EXPECT_EQ(std::string(both, 2), "AB");
+    char blanks[] = "        ";
+    EXPECT_EQ(TrimBlanks(blanks, 8), 0u);
+    char tab[] = "\tAB     ";
+    EXPECT_EQ(TrimBlanks(tab, 8), 3u);
+    char full[] = "ABCDEFGH";
+    EXPECT_EQ(TrimBlanks(full, 8), 8u);
+}
+
+TEST(ItemSize, TellsTheSizeByTheFirstLetter) {
+    EXPECT_EQ(kelvara::eclipse::ItemSize("CHAR"), 8);
+    EXPECT_EQ(kelvara::eclipse::ItemSize("DOUB"), 8);
+    EXPECT_EQ(kelvara::eclipse::ItemSize("INTE"), 4);
+    EXPECT_EQ(kelvara::eclipse::ItemSize("LOGI"), 4);
+    EXPECT_EQ(kelvara::eclipse::ItemSize("REAL"), 4);
+    EXPECT_EQ(kelvara::eclipse::ItemSize("MESS"), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(kelvara::eclipse::ItemSize("XXXX"), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Unknown section type:XXXX\n");
+}
+
+TEST(Section, WalksBothByteOrdersAndBlockSplits) {
+    EclWriter writer(true);
+    writer.header("SPLIT", 6, "INTE")
+        .block(std::vector<std::int32_t>{1})
+        .block(std::vector<std::int32_t>{2, 3, 4})
+        .block(std::vector<std::int32_t>{5, 6});
+    const auto second = static_cast<std::int64_t>(writer.size());
+    writer.order(false).section("LITTLE", "DOUB", std::vector<double>{1.0});
+    Section cursor(writer.open());
+    EXPECT_TRUE(cursor.swap());
+    EXPECT_EQ(cursor.Name(), "SPLIT");
+    EXPECT_EQ(cursor.Size(), 6);
+    ASSERT_TRUE(cursor.Advance());
+    EXPECT_EQ(cursor.Position(), second);
+    EXPECT_FALSE(cursor.swap());
+    EXPECT_EQ(cursor.Name(), "LITTLE");
+    EXPECT_FALSE(cursor.Advance());
+    EXPECT_EQ(cursor.Position(), static_cast<std::int64_t>(writer.size()));
+    EXPECT_EQ(cursor.Name(), "LITTLE");
+}
+
+TEST(Section, NegativeGoToThrowsAndKeepsNothingElse) {
+    EclWriter writer;
+    writer.section("A", "INTE", std::vector<std::int32_t>{1});
+    Section cursor(writer.open());
+    EXPECT_THROW(cursor.GoTo(-1), std::runtime_error);
+    EXPECT_EQ(cursor.Position(), -1);
+    EXPECT_TRUE(cursor.GoTo(0));
+    EXPECT_EQ(cursor.Name(), "A");
+}
+
+TEST(Section, JumpItemsComplainsWhenTheBlocksOvershoot) {
+    EclWriter writer;
+    writer.header("SHORT", 1, "INTE").block(std::vector<std::int32_t>{1, 2});
+    Section cursor(writer.open());
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(cursor.Advance());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error on JumpItems: 8 X 4\n");
+}

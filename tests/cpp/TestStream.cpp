@@ -1,0 +1,104 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "EclWriter.h"
+#include "stream/FileStream.h"
+#include "stream/SharedFile.h"
+
+using kelvara::stream::FileStream;
+using kelvara::stream::SharedFile;
+
+namespace {
+
+// A file of n bytes whose byte i is i % 251, and a descriptor on it.
+int make_file(std::size_t p_size, std::string& p_path) {
+    char path[] = "/tmp/kelvara-stream-XXXXXX";
+    const int fd = ::mkstemp(path);
+    std::vector<char> bytes(p_size);
+    for (std::size_t i = 0; i < p_size; ++i) bytes[i] = static_cast<char>(i % 251);
+    EXPECT_EQ(::write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(p_size));
+    p_path = path;
+    return fd;
+}
+
+}  // namespace
+
+TEST(SharedFile, OneDescriptorPerFileWhileStreamsLive) {
+    std::string path;
+    const int fd = make_file(100, path);
+    const int other = ::open(path.c_str(), O_RDONLY);
+    auto a = SharedFile::for_descriptor(fd);
+    auto b = SharedFile::for_descriptor(other);
+    EXPECT_EQ(a.get(), b.get());
+    EXPECT_NE(a->descriptor(), fd);
+    ::close(fd);
+    ::close(other);
+    ::unlink(path.c_str());
+    char byte = 0;
+    EXPECT_EQ(a->read_at(&byte, 1, 42), 1u);  // the duplicate outlives the host descriptors
+    EXPECT_EQ(byte, char(42));
+    EXPECT_EQ(a->size(), 100);
+}
+
+TEST(SharedFile, RefusesWriteOnlyDescriptors) {
+    std::string path;
+    const int fd = make_file(10, path);
+    const int write_only = ::open(path.c_str(), O_WRONLY);
+    EXPECT_THROW(SharedFile::for_descriptor(write_only), std::runtime_error);
+    ::close(write_only);
+    ::close(fd);
+    ::unlink(path.c_str());
+}
+
+TEST(FileStream, SequentialReadsAcrossRefillsAndSeeks) {
+    std::string path;
+    const std::size_t size = 3 * 1024 * 1024 + 7;
+    const int fd = make_file(size, path);
+    auto file = SharedFile::for_descriptor(fd);
+    ::close(fd);
+    ::unlink(path.c_str());
+    FileStream stream(file, 10);
+    std::vector<char> out(size);
+    ASSERT_EQ(stream.read(out.data(), size - 10), size - 10);
+    for (std::size_t i = 0; i < size - 10; ++i) ASSERT_EQ(out[i], char((i + 10) % 251));
+    EXPECT_EQ(stream.tell(), std::int64_t(size));
+    EXPECT_EQ(stream.read(out.data(), 1), 0u);  // end of file
+    stream.seek(5);
+    char byte;
+    ASSERT_EQ(stream.read(&byte, 1), 1u);
+    EXPECT_EQ(byte, char(5));
+    EXPECT_EQ(stream.remaining(), std::int64_t(size - 6));
+}
+
+TEST(FileStream, WindowGivesWholeItemsAcrossBufferEdges) {
+    std::string path;
+    const int fd = make_file(10000, path);
+    auto file = SharedFile::for_descriptor(fd);
+    ::close(fd);
+    ::unlink(path.c_str());
+    FileStream stream(file, 4093);  // a 4-byte word straddles the first buffer's end
+    std::size_t avail = 0;
+    stream.window(1, avail);
+    stream.consume(avail - 1);
+    const char* data = stream.window(4, avail);
+    ASSERT_GE(avail, 4u);
+    const std::int64_t at = stream.tell();
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(data[i], char((at + i) % 251));
+}
+
+TEST(FileStream, StreamsOnOneFileKeepTheirOwnPositions) {
+    kelvara::testing::EclWriter writer;
+    writer.section("A", "INTE", std::vector<std::int32_t>{1, 2, 3});
+    auto first = writer.open(0);
+    FileStream second(first->file(), 4);
+    char a[4], b[4];
+    first->read(a, 4);
+    second.read(b, 4);
+    EXPECT_EQ(first->tell(), 4);
+    EXPECT_EQ(second.tell(), 8);
+    EXPECT_NE(std::string(a, 4), std::string(b, 4));
+}

@@ -1,0 +1,117 @@
+"""A small writer of ECLIPSE unformatted files for the tests.
+
+A file is a sequence of sections: a 24-byte header (marker 16, 8-character name, item count,
+4-character type, marker 16) followed by the items in length-framed blocks (length, payload,
+length). Everything here can be bent for tests: either byte order per section, any split of the
+items into blocks, any declared count, raw block lengths and raw trailing bytes.
+"""
+
+from __future__ import annotations
+
+import struct
+from dataclasses import dataclass, field
+from typing import Iterable, Optional, Sequence, Union
+
+# Item size in bytes and struct code per type letter.
+ITEM_FORMATS = {"I": ("i", 4), "L": ("I", 4), "R": ("f", 4), "D": ("d", 8)}
+
+BIG = ">"
+LITTLE = "<"
+
+
+def pack_items(type_: str, values: Sequence, order: str = BIG) -> bytes:
+    """The payload bytes of items of the type's first letter, in the given byte order."""
+    letter = type_[0]
+    if letter == "C":
+        out = bytearray()
+        for v in values:
+            raw = v.encode("latin-1") if isinstance(v, str) else bytes(v)
+            if len(raw) > 8:
+                raise ValueError("a text item holds at most 8 characters")
+            out += raw.ljust(8, b" ")
+        return bytes(out)
+    code, _ = ITEM_FORMATS[letter]
+    return struct.pack(order + code * len(values), *values)
+
+
+def header(name: Union[str, bytes], count: int, type_: Union[str, bytes], order: str = BIG,
+           marker: Optional[int] = None) -> bytes:
+    """A 24-byte section header. name is padded with blanks to 8 bytes (not trimmed)."""
+    raw_name = name.encode("latin-1") if isinstance(name, str) else name
+    raw_type = type_.encode("latin-1") if isinstance(type_, str) else type_
+    if len(raw_name) > 8 or len(raw_type) != 4:
+        raise ValueError("name up to 8 bytes, type exactly 4")
+    m = 16 if marker is None else marker
+    return (struct.pack(order + "i", m) + raw_name.ljust(8, b" ") + struct.pack(order + "i", count)
+            + raw_type + struct.pack(order + "i", m))
+
+
+def frame(payload: bytes, order: str = BIG, length: Optional[int] = None,
+          trailing: Optional[int] = None) -> bytes:
+    """One block: leading length, payload, trailing length (both default to len(payload))."""
+    lead = len(payload) if length is None else length
+    trail = len(payload) if trailing is None else trailing
+    return struct.pack(order + "i", lead) + payload + struct.pack(order + "i", trail)
+
+
+def item_size(type_: str) -> int:
+    letter = type_[0]
+    return {"C": 8, "D": 8, "I": 4, "L": 4, "R": 4, "M": 0}.get(letter, -1)
+
+
+def section(name: str, type_: str, values: Sequence = (), order: str = BIG,
+            blocks: Optional[Iterable[int]] = None, count: Optional[int] = None,
+            block_items: Optional[int] = None) -> bytes:
+    """A whole section.
+
+    values: the items; their number is the header count unless count is given.
+    blocks: the number of items in each block, in order (must add up to len(values));
+            block_items: a fixed number per block (the last block takes the rest).
+            By default all items go in one block. A type of unknown letter or MESS, or no items,
+            writes no blocks.
+    """
+    n = len(values)
+    out = bytearray(header(name, n if count is None else count, type_, order))
+    size = item_size(type_)
+    if size <= 0 or n == 0:
+        return bytes(out)
+    if blocks is None:
+        step = block_items or n
+        blocks = [min(step, n - i) for i in range(0, n, step)]
+    blocks = list(blocks)
+    if sum(blocks) != n:
+        raise ValueError("blocks must add up to the number of values")
+    i = 0
+    for b in blocks:
+        out += frame(pack_items(type_, values[i:i + b], order), order)
+        i += b
+    return bytes(out)
+
+
+@dataclass
+class EclFile:
+    """Collects sections and raw bytes; offsets() gives each section's header position."""
+
+    parts: list = field(default_factory=list)
+    positions: list = field(default_factory=list)
+
+    def add(self, name: str, type_: str, values: Sequence = (), **kw) -> "EclFile":
+        self.positions.append(self.size)
+        self.parts.append(section(name, type_, values, **kw))
+        return self
+
+    def raw(self, data: bytes) -> "EclFile":
+        self.parts.append(bytes(data))
+        return self
+
+    @property
+    def size(self) -> int:
+        return sum(len(p) for p in self.parts)
+
+    def bytes(self) -> bytes:
+        return b"".join(self.parts)
+
+    def write(self, path) -> "EclFile":
+        with open(path, "wb") as f:
+            f.write(self.bytes())
+        return self
