@@ -55,6 +55,34 @@ class HostListCursor final : public eclipse::TListCursor {
     Py_ssize_t m_next = 0;
 };
 
+// Every host call on a cursor that reads gives back, when it ends, a large buffer that a bulk
+// read grew, so that thousands of idle cursors stay small.
+struct RelaxOnReturn {
+    Section& m_section;
+    ~RelaxOnReturn() { m_section.stream().relax(); }
+};
+
+bool Advance(Section& p_section) {
+    RelaxOnReturn relax{p_section};
+    return p_section.Advance();
+}
+
+bool GoTo(Section& p_section, std::int64_t p_position) {
+    RelaxOnReturn relax{p_section};
+    return p_section.GoTo(p_position);
+}
+
+void LoadToFeeder(Section& p_section, py::handle p_feeder) {
+    RelaxOnReturn relax{p_section};
+    p_section.FeedAll(ExtractFeeder(p_feeder));
+}
+
+void LoadToFeederRange(Section& p_section, py::handle p_feeder, std::int32_t p_start,
+                       std::int32_t p_count, std::int32_t p_skip) {
+    RelaxOnReturn relax{p_section};
+    p_section.FeedRange(ExtractFeeder(p_feeder), p_start, p_count, p_skip);
+}
+
 std::shared_ptr<Section> MakeSection(py::handle p_file) {
     return std::make_shared<Section>(GetFileStream(p_file));
 }
@@ -64,6 +92,7 @@ std::shared_ptr<Section> MakeSectionAt(py::handle p_file, std::int64_t p_positio
 }
 
 py::list LoadItems(Section& p_section) {
+    RelaxOnReturn relax{p_section};
     p_section.CheckListFits(p_section.Size());
     HostListCursor cursor(std::max<std::int32_t>(p_section.Size(), 0));
     p_section.ListAll(cursor);
@@ -72,6 +101,7 @@ py::list LoadItems(Section& p_section) {
 
 py::list LoadItemsRange(Section& p_section, std::int32_t p_start, std::int32_t p_count) {
     if (p_count < 0) throw py::value_error("LoadItems needs a count of 0 or more");
+    RelaxOnReturn relax{p_section};
     p_section.CheckListFits(p_count);
     HostListCursor cursor(p_count);
     p_section.ListRange(cursor, p_start, p_count, 1);
@@ -80,6 +110,7 @@ py::list LoadItemsRange(Section& p_section, std::int32_t p_start, std::int32_t p
 
 void LoadToFeederMasked(Section& p_section, py::handle p_mask, std::int32_t p_value,
                         py::handle p_feeder) {
+    RelaxOnReturn relax{p_section};
     py::detail::make_caster<CharVectorPtr> mask_caster;
     if (!mask_caster.load(p_mask, true))
         throw py::type_error("Section mask must be std::vector<char>!");
@@ -155,30 +186,20 @@ void ExposeEclipseSection(py::class_<EclipseScope>& p_scope) {
         .def(
             "Type", [](const Section& p_section) { return latin1(p_section.Type()); },
             "The four characters of the section type.")
-        .def("GoTo", &Section::GoTo, py::arg("position"),
+        .def("GoTo", &GoTo, py::arg("position"),
              "Reads the header at position; True when a whole header was read. A negative "
              "position raises RuntimeError.")
-        .def("Advance", &Section::Advance,
-             "Moves to the next section's header; True when one was read.")
+        .def("Advance", &Advance, "Moves to the next section's header; True when one was read.")
         .def("Position", &Section::Position, "Byte offset of the current header.")
         .def("LoadItems", &LoadItems, "All items of the section as a list.")
         .def("LoadItems", &LoadItemsRange, py::arg("start"), py::arg("count"),
              "count items from item start on as a list.")
-        .def(
-            "LoadToFeeder",
-            [](Section& p_section, py::handle p_feeder) {
-                p_section.FeedAll(ExtractFeeder(p_feeder));
-            },
-            py::arg("feeder"), "Feeds every item of the section to an ArrayFeeder as a double.")
-        .def(
-            "LoadToFeeder",
-            [](Section& p_section, py::handle p_feeder, std::int32_t p_start, std::int32_t p_count,
-               std::int32_t p_skip) {
-                p_section.FeedRange(ExtractFeeder(p_feeder), p_start, p_count, p_skip);
-            },
-            py::arg("feeder"), py::arg("start"), py::arg("count"), py::arg("skip"),
-            "Feeds count items from item start on (count -1: the rest); every item of the first "
-            "block, then every skip-th item.")
+        .def("LoadToFeeder", &LoadToFeeder, py::arg("feeder"),
+             "Feeds every item of the section to an ArrayFeeder as a double.")
+        .def("LoadToFeeder", &LoadToFeederRange, py::arg("feeder"), py::arg("start"),
+             py::arg("count"), py::arg("skip"),
+             "Feeds count items from item start on (count -1: the rest); every item of the first "
+             "block, then every skip-th item.")
         .def("LoadToFeeder", &LoadToFeederMasked, py::arg("mask"), py::arg("value"),
              py::arg("feeder"),
              "Feeds the items whose CharVector mask entry, as a signed byte, equals value.")

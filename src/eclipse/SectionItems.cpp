@@ -30,12 +30,6 @@ void complain_letter(char p_letter) {
     throw std::runtime_error("Wrong pack size reading char section items");
 }
 
-// Gives a bulk read's large buffer back when an operation ends, normally or not.
-struct RelaxOnExit {
-    stream::FileStream& m_stream;
-    ~RelaxOnExit() { m_stream.relax(); }
-};
-
 template <class Kind>
 struct FeederSink : SinkBase {
     ArrayFeeder& m_feeder;
@@ -153,7 +147,6 @@ void text_range_loop(stream::FileStream& p_stream, std::int32_t p_start, std::in
 // complains otherwise.
 template <template <class> class SinkOf, class... Args>
 void whole_numeric(Section& p_section, Args&... p_args) {
-    RelaxOnExit relax{p_section.stream()};
     const bool known =
         with_numeric_kind(p_section.letter(), p_section.swap(), [&](auto p_kind, auto p_swap) {
             using Kind = decltype(p_kind);
@@ -202,7 +195,6 @@ void Section::ReadToIntRecord(TCoordsRecord& p_record) {
 
 void Section::FeedMasked(const TSectionMask& p_mask, ArrayFeeder& p_feeder) {
     BeginLoad();
-    RelaxOnExit relax{*m_stream};
     const bool known = with_numeric_kind(letter(), m_swap, [&](auto p_kind, auto p_swap) {
         using Kind = decltype(p_kind);
         MaskedSink<Kind> sink{p_mask, p_feeder};
@@ -214,7 +206,6 @@ void Section::FeedMasked(const TSectionMask& p_mask, ArrayFeeder& p_feeder) {
 void Section::ListAll(TListCursor& p_cursor) {
     BeginLoad();
     if (letter() == 'C') {
-        RelaxOnExit relax{*m_stream};
         if (m_swap) {
             text_loop<true>(*m_stream, m_count, p_cursor);
         } else {
@@ -244,7 +235,6 @@ void Section::FeedRange(ArrayFeeder& p_feeder, std::int32_t p_start, std::int32_
                         std::int32_t p_skip) {
     const std::int32_t count = range_count(p_start, p_count, m_count);
     BeginLoad();
-    RelaxOnExit relax{*m_stream};
     const bool known = with_numeric_kind(letter(), m_swap, [&](auto p_kind, auto p_swap) {
         using Kind = decltype(p_kind);
         FeederSink<Kind> sink{{}, p_feeder};
@@ -258,7 +248,6 @@ void Section::ListRange(TListCursor& p_cursor, std::int32_t p_start, std::int32_
                         std::int32_t p_skip) {
     const std::int32_t count = range_count(p_start, p_count, m_count);
     BeginLoad();
-    RelaxOnExit relax{*m_stream};
     if (letter() == 'C') {
         if (m_swap) {
             text_range_loop<true>(*m_stream, p_start, count, p_cursor);
