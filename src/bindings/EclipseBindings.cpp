@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "bindings/FileObject.h"
@@ -20,7 +21,17 @@ using ostrel::builder::ArrayFeeder;
 using CharVectorPtr = std::shared_ptr<std::vector<char>>;
 
 // The feeder inside a host object, by reference; pybind11's cast error when there is none.
-ArrayFeeder& ExtractFeeder(py::handle p_feeder) { return p_feeder.cast<ArrayFeeder&>(); }
+// None converts to no object at all, which pybind11 would take for a refused overload: it gets
+// the same cast error as any other non-feeder.
+ArrayFeeder& ExtractFeeder(py::handle p_feeder) {
+    try {
+        return p_feeder.cast<ArrayFeeder&>();
+    } catch (const py::reference_cast_error&) {
+        throw py::cast_error("Unable to cast Python instance of type " +
+                             std::string(py::str(py::type::handle_of(p_feeder))) +
+                             " to C++ type 'ostrel::builder::ArrayFeeder'");
+    }
+}
 
 // A host list of fixed size whose slots are filled in order; slots past its end are refused and
 // the values dropped, slots no value reached stay None.
@@ -112,8 +123,10 @@ void LoadToFeederMasked(Section& p_section, py::handle p_mask, std::int32_t p_va
                         py::handle p_feeder) {
     RelaxOnReturn relax{p_section};
     py::detail::make_caster<CharVectorPtr> mask_caster;
-    if (!mask_caster.load(p_mask, true))
+    // None converts to an empty pointer, which is no mask either.
+    if (!mask_caster.load(p_mask, true) || !py::detail::cast_op<CharVectorPtr>(mask_caster)) {
         throw py::type_error("Section mask must be std::vector<char>!");
+    }
     ArrayFeeder& feeder = ExtractFeeder(p_feeder);
     const CharVectorPtr mask = py::detail::cast_op<CharVectorPtr>(mask_caster);
     p_section.FeedMasked(eclipse::TSectionMask{*mask, p_value}, feeder);
