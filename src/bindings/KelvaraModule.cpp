@@ -1,4 +1,7 @@
 // The module _kelvaraio: the scopes eclipse, imex and mores, built in this order at import.
+#include <exception>
+#include <stdexcept>
+
 #include "bindings/Common.h"
 #include "bindings/EclipseBindings.h"
 
@@ -12,6 +15,19 @@ struct MoReSScope {};
 PYBIND11_MODULE(_kelvaraio, m) {
     using namespace kelvara::bindings;
     m.doc() = "Readers of ECLIPSE, IMEX and MoReS files, in the scopes eclipse, imex and mores.";
+
+    // Messages of the readers can carry text of the files (section names): they reach Python
+    // as RuntimeError decoded as Latin-1, like every other text of the files. pybind11's own
+    // exceptions go on to its translators.
+    py::register_local_exception_translator([](std::exception_ptr p_error) {
+        try {
+            std::rethrow_exception(p_error);
+        } catch (const py::builtin_exception&) {
+            throw;
+        } catch (const std::runtime_error& p_failure) {
+            py::set_error(PyExc_RuntimeError, latin1(p_failure.what()));
+        }
+    });
 
     py::class_<EclipseScope> eclipse(m, "eclipse",
                                      "ECLIPSE unformatted files: section cursor, "

@@ -103,7 +103,10 @@ void Section::CheckListFits(std::int64_t p_items) const {
     const std::int64_t item_bytes = m_item_size > 0 ? m_item_size : 1;
     const std::int64_t room = m_stream->file()->size() - m_data_position;
     if (p_items <= 0 || p_items <= room / item_bytes) return;
-    throw std::runtime_error("Section \"" + m_name + "\" claims " + std::to_string(p_items) +
+    // A NUL inside the name would end the message early: it is shown as \0.
+    std::string name;
+    for (char c : m_name) name += c == '\0' ? std::string("\\0") : std::string(1, c);
+    throw std::runtime_error("Section \"" + name + "\" claims " + std::to_string(p_items) +
                              " items, more than the rest of the file can hold");
 }
 
