@@ -19,3 +19,18 @@ def write_ecl(tmp_path):
         path.write_bytes(data)
         return path
     return write
+
+
+@pytest.fixture
+def open_file(write_ecl):
+    """open_file(ecl_file_or_bytes, name="f.bin") -> a binary file object, closed at teardown."""
+    files = []
+
+    def open_(content, name="f.bin"):
+        f = open(write_ecl(content, name), "rb")
+        files.append(f)
+        return f
+
+    yield open_
+    for f in files:
+        f.close()

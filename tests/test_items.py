@@ -28,21 +28,6 @@ NUMERIC_TYPES = ["INTE", "LOGI", "REAL", "DOUB"]
 INT32_MIN = -2147483648
 
 
-@pytest.fixture
-def open_file(write_ecl):
-    """open_file(ecl_or_bytes) -> a binary file object, closed at teardown."""
-    files = []
-
-    def open_(content, name="f.bin"):
-        f = open(write_ecl(content, name), "rb")
-        files.append(f)
-        return f
-
-    yield open_
-    for f in files:
-        f.close()
-
-
 def feed_all(section, feeder=None):
     feeder = ArrayFeeder() if feeder is None else feeder
     section.LoadToFeeder(feeder)

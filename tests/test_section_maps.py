@@ -17,20 +17,6 @@ from eclwriter import BIG, LITTLE, EclFile, header
 ORDERS = pytest.mark.parametrize("order", [BIG, LITTLE], ids=["big", "little"])
 
 
-@pytest.fixture
-def open_file(write_ecl):
-    files = []
-
-    def open_(content, name="f.bin"):
-        f = open(write_ecl(content, name), "rb")
-        files.append(f)
-        return f
-
-    yield open_
-    for f in files:
-        f.close()
-
-
 def corners_of(cell):
     """24 corner coordinates of a cell, distinct per cell, exact in single precision."""
     return [cell * 100.0 + k + 0.5 for k in range(24)]
