@@ -2,7 +2,7 @@
 // they hold.
 #include <pybind11/numpy.h>
 
-#include <cstring>
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -56,7 +56,7 @@ py::array_t<T, py::array::f_style> FortranBox(std::size_t p_ni, std::size_t p_nj
     py::array_t<T, py::array::f_style> result({static_cast<py::ssize_t>(p_ni),
                                                static_cast<py::ssize_t>(p_nj),
                                                static_cast<py::ssize_t>(p_nk)});
-    std::memcpy(result.mutable_data(), p_values, sizeof(T) * p_ni * p_nj * p_nk);
+    std::copy_n(p_values, p_ni * p_nj * p_nk, result.mutable_data());
     return result;
 }
 
@@ -176,7 +176,7 @@ PYBIND11_MODULE(_ostrel, m) {
             [](const CompleteCornersBuilder& p_builder) {
                 const auto& values = p_builder.values();
                 py::array_t<double> result(static_cast<py::ssize_t>(values.size()));
-                std::memcpy(result.mutable_data(), values.data(), values.size() * sizeof(double));
+                std::copy(values.begin(), values.end(), result.mutable_data());
                 return result;
             },
             "A NumPy copy of the coordinates, dtype float64, shape (n,).");
@@ -199,7 +199,7 @@ PYBIND11_MODULE(_ostrel, m) {
             "to_numpy",
             [](const CharVector& p_vector) {
                 py::array_t<std::int8_t> result(static_cast<py::ssize_t>(p_vector.size()));
-                std::memcpy(result.mutable_data(), p_vector.data(), p_vector.size());
+                std::copy(p_vector.begin(), p_vector.end(), result.mutable_data());
                 return result;
             },
             "A NumPy copy, dtype int8.");
