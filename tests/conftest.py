@@ -5,9 +5,17 @@ import pytest
 
 from eclwriter import EclFile
 
-# Real simulator files; the tests that read them skip only when the folder is absent.
-DATA_DIR = Path(os.environ.get("KELVARA_TEST_DATA",
-                               Path(__file__).resolve().parents[2] / "shared" / "data"))
+# Real simulator files: $KELVARA_TEST_DATA, else the shared folder beside the checkout, else the
+# workplace's shared folder. The tests that read them skip only when no such folder exists.
+def _data_dir():
+    if "KELVARA_TEST_DATA" in os.environ:
+        return Path(os.environ["KELVARA_TEST_DATA"])
+    candidates = [Path(__file__).resolve().parents[2] / "shared" / "data",
+                  Path("/work/shared/data")]
+    return next((c for c in candidates if c.is_dir()), candidates[0])
+
+
+DATA_DIR = _data_dir()
 
 
 @pytest.fixture
