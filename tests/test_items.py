@@ -250,19 +250,11 @@ def test_load_items_char_ends_at_nul_and_keeps_latin1(open_file):
 
 
 @ORDERS
-def test_char_block_of_no_whole_items_fails_whole_load(open_file, order):
-    content = (header("NAMES", 2, "CHAR", order) + frame(b"ABCDEFGH" + b"IJKL", order)
-               + EclFile().add("NEXT", "INTE", [1, 2, 3], order=order).bytes())
-    section = eclipse.Section(open_file(content))
-    with pytest.raises(RuntimeError) as info:
-        section.LoadItems()
-    assert str(info.value) == "Wrong pack size reading char section items"
-
-
-@ORDERS
-def test_char_later_block_of_no_whole_items_fails_whole_load(open_file, order):
-    content = (header("NAMES", 3, "CHAR", order) + frame(b"AAAAAAAA", order)
-               + frame(b"BBBBBBBBCCCC", order)
+@pytest.mark.parametrize("blocks", [[b"ABCDEFGH" + b"IJKL"], [b"AAAAAAAA", b"BBBBBBBBCCCC"]],
+                         ids=["first-block", "later-block"])
+def test_char_block_of_no_whole_items_fails_whole_load(open_file, order, blocks):
+    content = (header("NAMES", len(blocks) + 1, "CHAR", order)
+               + b"".join(frame(b, order) for b in blocks)
                + EclFile().add("NEXT", "INTE", [1, 2, 3], order=order).bytes())
     section = eclipse.Section(open_file(content))
     with pytest.raises(RuntimeError) as info:
