@@ -5,6 +5,8 @@
 #include <limits>
 #include <type_traits>
 
+#include "stream/FileStream.h"
+
 namespace kelvara::eclipse {
 
 // Truncation toward zero; beyond the range of a signed 32-bit integer, and for NaN, the smallest
@@ -75,11 +77,7 @@ struct DoubItem : ItemKind<double, std::uint64_t> {
 template <class Body>
 bool with_numeric_kind(char p_letter, bool p_swap, Body&& p_body) {
     auto run = [&](auto p_kind) {
-        if (p_swap) {
-            p_body(p_kind, std::true_type{});
-        } else {
-            p_body(p_kind, std::false_type{});
-        }
+        stream::with_byte_order(p_swap, [&](auto p_order) { p_body(p_kind, p_order); });
         return true;
     };
     switch (p_letter) {

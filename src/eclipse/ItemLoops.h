@@ -74,41 +74,65 @@ std::int64_t seek_item(stream::FileStream& p_stream, std::int32_t p_start, std::
     }
 }
 
+// The first block of a range: seeks item p_start, delivers with p_deliver(items) every item of
+// its block up to p_count, and reads the block's trailing length when more are wanted. Returns
+// the items delivered, or -1 when the file ends first.
+template <bool Swap, class Deliver>
+std::int64_t range_head(stream::FileStream& p_stream, std::int32_t p_start, std::int32_t p_count,
+                        std::int32_t p_size, Deliver&& p_deliver) {
+    const std::int64_t avail = seek_item<Swap>(p_stream, p_start, p_size);
+    if (avail < 0) return -1;
+    const std::int64_t first = std::min<std::int64_t>(avail, p_count);
+    if (!p_deliver(first)) return -1;
+    std::int32_t trailing;
+    if (first < p_count && !stream::read_word<Swap>(p_stream, trailing)) return -1;
+    return first;
+}
+
+// Delivers every stride-th value to the sink it wraps, by a phase that runs on across blocks,
+// kept as a countdown to the next delivered value; counts what it delivered.
+template <class Sink>
+struct StrideSink : SinkBase {
+    Sink& m_sink;
+    std::int64_t m_stride;
+    std::int64_t m_countdown = 0;
+    std::int64_t m_delivered = 0;
+
+    template <class Value>
+    void operator()(Value p_value) {
+        if (m_countdown == 0) {
+            m_sink(p_value);
+            ++m_delivered;
+            m_countdown = m_stride - 1;
+        } else {
+            --m_countdown;
+        }
+    }
+    // Items to read so that p_wanted more values are delivered.
+    std::int64_t items_for(std::int64_t p_wanted) const {
+        return m_countdown + (p_wanted - 1) * m_stride + 1;
+    }
+};
+
 // The range loop after seek_item: every item to the end of the first block is delivered, the
-// stride applies from the second block on, by a phase that runs on across blocks.
+// stride applies from the second block on. Each block is read up to the last item wanted.
 template <class Kind, bool Swap, class Sink>
 void range_loop(stream::FileStream& p_stream, std::int32_t p_start, std::int32_t p_count,
                 std::int32_t p_skip, Sink& p_sink, void (*p_zero_skip)()) {
-    const std::int64_t avail = seek_item<Swap>(p_stream, p_start, Kind::size);
-    if (avail < 0) return;
-    std::int64_t delivered = std::min<std::int64_t>(avail, p_count);
-    if (!deliver_items<Kind, Swap>(p_stream, delivered, p_sink)) return;
+    const std::int64_t first = range_head<Swap>(
+        p_stream, p_start, p_count, Kind::size,
+        [&](std::int64_t p_items) { return deliver_items<Kind, Swap>(p_stream, p_items, p_sink); });
+    if (first < 0) return;
+    if (first < p_count && p_skip == 0) p_zero_skip();
     std::int32_t word;
-    if (delivered < p_count && !stream::read_word<Swap>(p_stream, word)) return;
-    if (delivered < p_count && p_skip == 0) p_zero_skip();
-    // The phase modulo the stride, kept as a countdown to the next delivered item.
-    const std::int64_t stride = p_skip < 0 ? -std::int64_t(p_skip) : p_skip;
-    std::int64_t countdown = 0;
-    while (delivered < p_count) {
+    StrideSink<Sink> strided{{}, p_sink, p_skip < 0 ? -std::int64_t(p_skip) : p_skip};
+    while (first + strided.m_delivered < p_count) {
         if (!stream::read_word<Swap>(p_stream, word)) return;
-        std::int64_t items = word / std::int32_t(Kind::size);
-        while (items > 0 && delivered < p_count) {
-            std::size_t avail_bytes;
-            const char* data = p_stream.window(Kind::size, avail_bytes);
-            const std::size_t run = std::min<std::size_t>(items, avail_bytes / Kind::size);
-            if (run == 0) return;
-            std::size_t i = 0;
-            for (; i < run && delivered < p_count; ++i) {
-                if (countdown == 0) {
-                    p_sink(Kind::template load<Swap>(data + i * Kind::size));
-                    ++delivered;
-                    countdown = stride - 1;
-                } else {
-                    --countdown;
-                }
-            }
-            p_stream.consume(i * Kind::size);
-            items -= static_cast<std::int64_t>(i);
+        const std::int64_t items = word / std::int32_t(Kind::size);
+        const std::int64_t wanted = p_count - first - strided.m_delivered;
+        if (!deliver_items<Kind, Swap>(p_stream, std::min(items, strided.items_for(wanted)),
+                                       strided)) {
+            return;
         }
         if (!stream::read_word<Swap>(p_stream, word)) return;
     }

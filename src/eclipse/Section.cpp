@@ -83,7 +83,9 @@ bool Section::ReadHeader() {
 
 bool Section::JumpItems() {
     const std::int32_t total = byte_total(m_item_size, m_count);
-    return m_swap ? jump_blocks<true>(*m_stream, total) : jump_blocks<false>(*m_stream, total);
+    return stream::with_byte_order(m_swap, [&](auto p_swap) {
+        return jump_blocks<decltype(p_swap)::value>(*m_stream, total);
+    });
 }
 
 bool Section::Advance() {

@@ -39,7 +39,7 @@ struct FeederSink : SinkBase {
 };
 
 template <class Kind>
-struct MaskedSink {
+struct MaskedSink : SinkBase {
     const TSectionMask& m_mask;
     ArrayFeeder& m_feeder;
     std::size_t m_index = 0;
@@ -128,12 +128,11 @@ void text_loop(stream::FileStream& p_stream, std::int32_t p_count, TListCursor& 
 template <bool Swap>
 void text_range_loop(stream::FileStream& p_stream, std::int32_t p_start, std::int32_t p_count,
                      TListCursor& p_cursor) {
-    const std::int64_t avail = seek_item<Swap>(p_stream, p_start, 8);
-    if (avail < 0) return;
-    std::int64_t delivered = std::min<std::int64_t>(avail, p_count);
-    if (!list_texts(p_stream, delivered, p_cursor)) return;
+    std::int64_t delivered = range_head<Swap>(
+        p_stream, p_start, p_count, 8,
+        [&](std::int64_t p_items) { return list_texts(p_stream, p_items, p_cursor); });
+    if (delivered < 0) return;
     std::int32_t word;
-    if (delivered < p_count && !stream::read_word<Swap>(p_stream, word)) return;
     while (delivered < p_count) {
         if (!stream::read_word<Swap>(p_stream, word)) return;
         if (word % 8 != 0) throw_pack_size();
@@ -143,17 +142,41 @@ void text_range_loop(stream::FileStream& p_stream, std::int32_t p_start, std::in
     }
 }
 
-// Runs the whole-section loop for p_sink_of<Kind> when the section has a numeric kind, and
-// complains otherwise.
-template <template <class> class SinkOf, class... Args>
-void whole_numeric(Section& p_section, Args&... p_args) {
+// Runs p_loop(Kind, Swap, sink) with the sink SinkOf<Kind> made of p_args when the section has
+// a numeric kind, and complains otherwise.
+template <template <class> class SinkOf, class Loop, class... Args>
+void numeric(Section& p_section, Loop&& p_loop, Args&... p_args) {
     const bool known =
         with_numeric_kind(p_section.letter(), p_section.swap(), [&](auto p_kind, auto p_swap) {
-            using Kind = decltype(p_kind);
-            SinkOf<Kind> sink{{}, p_args...};
-            whole_loop<Kind, decltype(p_swap)::value>(p_section.stream(), p_section.Size(), sink);
+            SinkOf<decltype(p_kind)> sink{{}, p_args...};
+            p_loop(p_kind, p_swap, sink);
         });
     if (!known) complain_letter(p_section.letter());
+}
+
+// The whole-section loop for the sink SinkOf<Kind> made of p_args.
+template <template <class> class SinkOf, class... Args>
+void whole_numeric(Section& p_section, Args&... p_args) {
+    numeric<SinkOf>(
+        p_section,
+        [&](auto p_kind, auto p_swap, auto& p_sink) {
+            whole_loop<decltype(p_kind), decltype(p_swap)::value>(p_section.stream(),
+                                                                  p_section.Size(), p_sink);
+        },
+        p_args...);
+}
+
+// The range loop for the sink SinkOf<Kind> made of p_args.
+template <template <class> class SinkOf, class... Args>
+void range_numeric(Section& p_section, std::int32_t p_start, std::int32_t p_count,
+                   std::int32_t p_skip, Args&... p_args) {
+    numeric<SinkOf>(
+        p_section,
+        [&](auto p_kind, auto p_swap, auto& p_sink) {
+            range_loop<decltype(p_kind), decltype(p_swap)::value>(
+                p_section.stream(), p_start, p_count, p_skip, p_sink, throw_zero_skip);
+        },
+        p_args...);
 }
 
 template <class Kind>
@@ -195,22 +218,15 @@ void Section::ReadToIntRecord(TCoordsRecord& p_record) {
 
 void Section::FeedMasked(const TSectionMask& p_mask, ArrayFeeder& p_feeder) {
     BeginLoad();
-    const bool known = with_numeric_kind(letter(), m_swap, [&](auto p_kind, auto p_swap) {
-        using Kind = decltype(p_kind);
-        MaskedSink<Kind> sink{p_mask, p_feeder};
-        whole_loop<Kind, decltype(p_swap)::value>(*m_stream, m_count, sink);
-    });
-    if (!known) complain_letter(letter());
+    whole_numeric<MaskedSink>(*this, p_mask, p_feeder);
 }
 
 void Section::ListAll(TListCursor& p_cursor) {
     BeginLoad();
     if (letter() == 'C') {
-        if (m_swap) {
-            text_loop<true>(*m_stream, m_count, p_cursor);
-        } else {
-            text_loop<false>(*m_stream, m_count, p_cursor);
-        }
+        stream::with_byte_order(m_swap, [&](auto p_swap) {
+            text_loop<decltype(p_swap)::value>(*m_stream, m_count, p_cursor);
+        });
         return;
     }
     whole_numeric<ListSink>(*this, p_cursor);
@@ -235,13 +251,7 @@ void Section::FeedRange(ArrayFeeder& p_feeder, std::int32_t p_start, std::int32_
                         std::int32_t p_skip) {
     const std::int32_t count = range_count(p_start, p_count, m_count);
     BeginLoad();
-    const bool known = with_numeric_kind(letter(), m_swap, [&](auto p_kind, auto p_swap) {
-        using Kind = decltype(p_kind);
-        FeederSink<Kind> sink{{}, p_feeder};
-        range_loop<Kind, decltype(p_swap)::value>(*m_stream, p_start, count, p_skip, sink,
-                                                  throw_zero_skip);
-    });
-    if (!known) complain_letter(letter());
+    range_numeric<FeederSink>(*this, p_start, count, p_skip, p_feeder);
 }
 
 void Section::ListRange(TListCursor& p_cursor, std::int32_t p_start, std::int32_t p_count,
@@ -249,20 +259,12 @@ void Section::ListRange(TListCursor& p_cursor, std::int32_t p_start, std::int32_
     const std::int32_t count = range_count(p_start, p_count, m_count);
     BeginLoad();
     if (letter() == 'C') {
-        if (m_swap) {
-            text_range_loop<true>(*m_stream, p_start, count, p_cursor);
-        } else {
-            text_range_loop<false>(*m_stream, p_start, count, p_cursor);
-        }
+        stream::with_byte_order(m_swap, [&](auto p_swap) {
+            text_range_loop<decltype(p_swap)::value>(*m_stream, p_start, count, p_cursor);
+        });
         return;
     }
-    const bool known = with_numeric_kind(letter(), m_swap, [&](auto p_kind, auto p_swap) {
-        using Kind = decltype(p_kind);
-        ListSink<Kind> sink{{}, p_cursor};
-        range_loop<Kind, decltype(p_swap)::value>(*m_stream, p_start, count, p_skip, sink,
-                                                  throw_zero_skip);
-    });
-    if (!known) complain_letter(letter());
+    range_numeric<ListSink>(*this, p_start, count, p_skip, p_cursor);
 }
 
 }  // namespace kelvara::eclipse

@@ -14,8 +14,7 @@ std::vector<TSectionData> ListFileSections(const std::shared_ptr<stream::FileStr
     Section cursor(p_stream, 0);
     for (;;) {
         sections.push_back(cursor.Data());
-        if (!cursor.loaded() && !cursor.JumpItems()) break;
-        if (!cursor.ReadHeader()) break;
+        if (!cursor.Advance()) break;
     }
     return sections;
 }
@@ -34,8 +33,7 @@ void walk_sequence(Section& p_cursor, const char* p_name, std::int32_t p_count,
             ++matched;
             if (matched >= p_count) break;
         }
-        if (!p_cursor.loaded() && !p_cursor.JumpItems()) break;
-        if (!p_cursor.ReadHeader()) break;
+        if (!p_cursor.Advance()) break;
     }
     if (matched != p_count) throw std::runtime_error("Number of section error");
 }
@@ -80,8 +78,7 @@ void ReadHostnumSequence(const std::shared_ptr<stream::FileStream>& p_stream, st
             }
             break;
         }
-        if (!cursor.loaded() && !cursor.JumpItems()) break;
-        if (!cursor.ReadHeader()) break;
+        if (!cursor.Advance()) break;
     }
     walk_coords(cursor, p_count, p_feeder,
                 [](const TCoordsRecord& p_record) { return double(p_record.values[5]); });

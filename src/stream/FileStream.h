@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 
 #include "stream/SharedFile.h"
 
@@ -66,6 +67,14 @@ inline bool read_word(FileStream& p_stream, std::int32_t& p_word) {
     std::memcpy(&p_word, &raw, 4);
     p_stream.consume(4);
     return true;
+}
+
+// Calls p_body(std::integral_constant<bool, Swap>{}) with Swap set to p_swap, so that a loop
+// inside is made once per byte order and takes no decision on it per item.
+template <class Body>
+decltype(auto) with_byte_order(bool p_swap, Body&& p_body) {
+    if (p_swap) return p_body(std::true_type{});
+    return p_body(std::false_type{});
 }
 
 }  // namespace kelvara::stream
