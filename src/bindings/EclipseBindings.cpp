@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "bindings/FeederTries.h"
 #include "bindings/FileObject.h"
 #include "builder/ArrayFeeder.h"
 #include "eclipse/ItemRecords.h"
@@ -21,16 +22,8 @@ using ostrel::builder::ArrayFeeder;
 using CharVectorPtr = std::shared_ptr<std::vector<char>>;
 
 // The feeder inside a host object, by reference; pybind11's cast error when there is none.
-// None converts to no object at all, which pybind11 would take for a refused overload: it gets
-// the same cast error as any other non-feeder.
 ArrayFeeder& ExtractFeeder(py::handle p_feeder) {
-    try {
-        return p_feeder.cast<ArrayFeeder&>();
-    } catch (const py::reference_cast_error&) {
-        throw py::cast_error("Unable to cast Python instance of type " +
-                             std::string(py::str(py::type::handle_of(p_feeder))) +
-                             " to C++ type 'ostrel::builder::ArrayFeeder'");
-    }
+    return RequireByReference<ArrayFeeder>(p_feeder);
 }
 
 // A host list of fixed size whose slots are filled in order; slots past its end are refused and

@@ -4,13 +4,8 @@
 
 #include "bindings/Common.h"
 #include "bindings/EclipseBindings.h"
-
-namespace kelvara::bindings {
-
-struct ImexScope {};
-struct MoReSScope {};
-
-}  // namespace kelvara::bindings
+#include "bindings/ImexBindings.h"
+#include "bindings/MoresBindings.h"
 
 PYBIND11_MODULE(_kelvaraio, m) {
     using namespace kelvara::bindings;
@@ -35,6 +30,9 @@ PYBIND11_MODULE(_kelvaraio, m) {
     ExposeEclipseSection(eclipse);
     ExposeEclipseStatics(eclipse);
 
-    py::class_<ImexScope>(m, "imex", "IMEX framed binary blocks.");
-    py::class_<MoReSScope>(m, "mores", "MoReS base-64 data.");
+    py::class_<ImexScope> imex(m, "imex", "IMEX framed binary blocks.");
+    ExposeImex(imex);
+
+    py::class_<_mores::MoReSScope> mores(m, "mores", "MoReS base-64 data.");
+    ExposeMores(mores);
 }

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "bindings/Common.h"
+
+namespace kelvara::bindings {
+
+// The imex scope: a namespace object for the host, never instantiated.
+struct ImexScope {};
+
+// Exposes the classes and static methods of the imex scope, in their order.
+void ExposeImex(py::class_<ImexScope>& p_scope);
+
+}  // namespace kelvara::bindings

@@ -1,0 +1,11 @@
+// The module _ostrel: the host side's feeders, the mask vector and, later, the core's arrays and
+// grid records. Each area registers itself from a file of its own.
+#include "bindings/Common.h"
+#include "bindings/ostrel/Registration.h"
+
+PYBIND11_MODULE(_ostrel, m) {
+    using namespace kelvara::bindings;
+    m.doc() = "Feeders and builders: the sinks that readers pour values into.";
+    RegisterFeeders(m);
+    RegisterCharVector(m);
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+// The areas of the _ostrel module, one registration function each, called by the module body in
+// this order.
+#include "bindings/Common.h"
+
+namespace kelvara::bindings {
+
+// ArrayFeeder, the 1D and 3D builders and CompleteCornersBuilder.
+void RegisterFeeders(py::module_& m);
+// CharVector, the mask type of the readers.
+void RegisterCharVector(py::module_& m);
+
+}  // namespace kelvara::bindings
