@@ -9,6 +9,7 @@
 #include "bindings/CharArg.h"
 #include "bindings/FeederTries.h"
 #include "bindings/FileObject.h"
+#include "bindings/Relax.h"
 #include "builder/ArrayFeeder.h"
 #include "imex/Section.h"
 
@@ -20,13 +21,6 @@ using imex::Section;
 using ostrel::builder::ArrayFeeder;
 
 constexpr const char* kInvalidDataType = "Invalid data type";
-
-// Every host call that reads gives back, when it ends, a large buffer that a bulk read grew, so
-// that many idle cursors stay small.
-struct RelaxOnReturn {
-    Section& m_section;
-    ~RelaxOnReturn() { m_section.stream().relax(); }
-};
 
 // The constructor: the file test, the stream, then the position, converted up to twice. When
 // neither conversion works the host's errors are cleared and the result is None.
@@ -43,16 +37,6 @@ py::object MakeSection(py::handle p_file, py::handle p_position, bool p_bare_rec
     return py::none();
 }
 
-bool Advance(Section& p_section) {
-    RelaxOnReturn relax{p_section};
-    return p_section.Advance();
-}
-
-bool GoTo(Section& p_section, std::int64_t p_position) {
-    RelaxOnReturn relax{p_section};
-    return p_section.GoTo(p_position);
-}
-
 // The whole payload as a NumPy array of the type's items, read straight into the array's memory.
 template <class T>
 py::array_t<T> WholePayload(Section& p_section, std::uint32_t p_count) {
@@ -63,7 +47,7 @@ py::array_t<T> WholePayload(Section& p_section, std::uint32_t p_count) {
 }
 
 py::object GetItems(Section& p_section, CharArg p_type) {
-    RelaxOnReturn relax{p_section};
+    RelaxOnReturn<Section> relax{p_section};
     switch (p_type.value) {
         case 'd':
             return WholePayload<double>(p_section, p_section.ItemsCount('d'));
@@ -75,7 +59,7 @@ py::object GetItems(Section& p_section, CharArg p_type) {
 }
 
 bool FeedItems(Section& p_section, CharArg p_type, py::handle p_feeder) {
-    RelaxOnReturn relax{p_section};
+    RelaxOnReturn<Section> relax{p_section};
     auto feeder = BySharedHandle<ArrayFeeder>(p_feeder);
     if (!feeder) return false;
     switch (p_type.value) {
@@ -123,8 +107,9 @@ void ExposeImex(py::class_<ImexScope>& p_scope) {
             "Items of type 'i' (int32) or 'd' (float64) that the payload holds. Any other "
             "code prints \"Unknown section type:\" and the code on standard error and gives 0.")
         .def("SwapBytes", &Section::SwapBytes, "True when the file's bytes are reversed.")
-        .def("Advance", &Advance, "Moves to the block at end_pos; True when its header was read.")
-        .def("GoTo", &GoTo, py::arg("position"),
+        .def("Advance", &Relaxed<&Section::Advance, Section>,
+             "Moves to the block at end_pos; True when its header was read.")
+        .def("GoTo", &Relaxed<&Section::GoTo, Section, std::int64_t>, py::arg("position"),
              "Moves to the block at position; True when its header was read.")
         .def("Size", &Section::Size, "The whole block's size in bytes: header, payload, trailer.")
         .def("GetItems", &GetItems, py::arg("type"),

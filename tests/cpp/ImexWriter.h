@@ -2,17 +2,14 @@
 
 // A small writer of IMEX framed blocks for the C++ tests: bare, record and marked frames with
 // items in either byte order, written to a temporary file.
-#include <unistd.h>
-
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "TestSupport.h"
 #include "stream/FileStream.h"
-#include "stream/SharedFile.h"
 
 namespace kelvara::testing {
 
@@ -66,20 +63,7 @@ class ImexWriter {
 
     std::size_t size() const { return m_bytes.size(); }
 
-    // Writes the file and opens a stream on it; the file is removed at once, the stream's
-    // descriptor keeps it readable.
-    std::shared_ptr<stream::FileStream> open() const {
-        char path[] = "/tmp/kelvara-imex-XXXXXX";
-        const int fd = ::mkstemp(path);
-        if (fd < 0) std::abort();
-        if (::write(fd, m_bytes.data(), m_bytes.size()) != static_cast<ssize_t>(m_bytes.size())) {
-            std::abort();
-        }
-        auto file = stream::SharedFile::for_descriptor(fd);
-        ::close(fd);
-        ::unlink(path);
-        return std::make_shared<stream::FileStream>(file, 0);
-    }
+    std::shared_ptr<stream::FileStream> open() const { return OpenTemporary(m_bytes); }
 
   private:
     static std::string Marker() { return std::string("\x7F\xFF\xFF\xFF", 4); }

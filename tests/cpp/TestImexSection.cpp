@@ -15,6 +15,7 @@
 using kelvara::imex::DoubleItem;
 using kelvara::imex::IntItem;
 using kelvara::imex::Section;
+using kelvara::testing::FedValues;
 using kelvara::testing::ImexWriter;
 using ostrel::builder::ArrayFeeder;
 
@@ -34,12 +35,6 @@ struct CountingSource {
         return n;
     }
 };
-
-std::vector<double> Values(const ArrayFeeder& p_feeder) {
-    std::vector<double> out(p_feeder.size());
-    p_feeder.copy_to(out.data());
-    return out;
-}
 
 std::vector<std::int32_t> Iota(std::size_t p_count, std::int32_t p_start = 0) {
     std::vector<std::int32_t> out(p_count);
@@ -108,7 +103,7 @@ TEST(ImexSection, RangedReadsInEveryFrameAndOrder) {
         SCOPED_TRACE(block);
         ArrayFeeder feeder;
         ASSERT_TRUE(section.FeedIntRange(feeder, 1000, 1025));
-        const auto fed = Values(feeder);
+        const auto fed = FedValues(feeder);
         ASSERT_EQ(fed.size(), 1025u);
         for (std::size_t i = 0; i < fed.size(); ++i) ASSERT_EQ(fed[i], values[1000 + i]);
 
@@ -135,7 +130,7 @@ TEST(ImexSection, DoubleRangesAndVectors) {
     Section section(writer.open(), 0, false);
     ArrayFeeder feeder;
     ASSERT_TRUE(section.FeedDoubleRange(feeder, 0, -1));
-    EXPECT_EQ(Values(feeder), values);
+    EXPECT_EQ(FedValues(feeder), values);
     std::vector<double> loaded;
     ASSERT_TRUE(section.LoadDoubleVector(loaded, 100, 50));
     EXPECT_EQ(loaded, std::vector<double>(values.begin() + 100, values.begin() + 150));
@@ -159,7 +154,7 @@ TEST(ImexSection, RangeMayRunIntoTheRecordsTrailingWordButNotPastIt) {
     ArrayFeeder feeder;
     // Item 3 is the trailing word: the range ends at end_pos and passes.
     ASSERT_TRUE(section.FeedIntRange(feeder, 0, 4));
-    EXPECT_EQ(Values(feeder), (std::vector<double>{1, 2, 3, 4}));
+    EXPECT_EQ(FedValues(feeder), (std::vector<double>{1, 2, 3, 4}));
     std::vector<std::int32_t> raw(5);
     EXPECT_TRUE(section.ReadIntRange(raw.data(), 3, 1));
     EXPECT_EQ(raw[0], 4);
@@ -194,7 +189,7 @@ TEST(ImexSection, RangeBeforeTheStartOfTheFileFails) {
     EXPECT_FALSE(section.FeedIntRange(feeder, -3, 1));
     // A negative first that stays inside the file reads what lies there: the size word.
     EXPECT_TRUE(section.FeedIntRange(feeder, -1, 1));
-    EXPECT_EQ(Values(feeder), (std::vector<double>{8}));
+    EXPECT_EQ(FedValues(feeder), (std::vector<double>{8}));
 }
 
 TEST(ImexSection, ShortReadsKeepWhatArrived) {
