@@ -288,3 +288,29 @@ def test_type_code_accepts_bytes(text_file):
     feeder = kelvara.ArrayFeeder()
     assert mores.B64FeedArray(text_file(b"AQAAAA=="), b"i", 8, feeder)
     np.testing.assert_array_equal(feeder.to_numpy(), [1.0])
+
+
+@pytest.mark.parametrize("stray", [b"\xe9", b"\xaa", b"\x80", b"-", b"_", b"."])
+def test_bytes_outside_the_c_locale_alphabet_stop_the_data(text_file, stray):
+    values = [1.0, 2.0, 3.0, 4.0, 5.0, 6.0]
+    text = encode_items("d", values)
+    f = text_file(text[:32] + stray + text[32:])
+    np.testing.assert_array_equal(feed(f, "d", len(text) + 1), values[:3])
+
+
+def test_host_position_beyond_the_end_of_the_file(text_file):
+    f = text_file(b"AQAAAA==")
+    f.seek(10 ** 12)
+    assert feed(f, "i", 100).size == 0
+    assert f.tell() == 10 ** 12
+
+
+def test_write_only_file_is_refused(tmp_path):
+    with open(tmp_path / "w.txt", "wb") as f:
+        with pytest.raises(RuntimeError, match=r"^File object is not open for reading$"):
+            mores.B64FeedArray(f, "d", 8, kelvara.ArrayFeeder())
+
+
+def test_count_out_of_the_int_range_is_refused_like_a_wrong_type(text_file):
+    with pytest.raises(TypeError):
+        mores.B64FeedArray(text_file(b"AQAAAA=="), "i", 2 ** 31, kelvara.ArrayFeeder())
