@@ -411,3 +411,10 @@ def test_get_items_of_an_empty_payload(open_file):
     s = section(open_file(record(b"", LITTLE)))
     assert s.GetItems("d").shape == (0,)
     assert s.GetItems("i").dtype == np.int32
+
+
+def test_operations_are_registered_in_their_order():
+    names = [n for n in vars(imex.Section) if not n.startswith("_")]
+    assert names == ["ItemsCount", "SwapBytes", "Advance", "GoTo", "Size", "GetItems",
+                     "FeedItems", "start_pos", "data_pos", "end_pos", "data_size"]
+    assert [n for n in vars(imex) if not n.startswith("_")] == ["Section"]

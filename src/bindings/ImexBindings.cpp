@@ -27,7 +27,10 @@ constexpr const char* kInvalidDataType = "Invalid data type";
 py::object MakeSection(py::handle p_file, py::handle p_position, bool p_bare_records) {
     auto stream = GetFileStream(p_file);
     for (int attempt = 0; attempt < 2; ++attempt) {
-        const long long position = PyLong_AsLongLong(p_position.ptr());
+        // Through __index__ only: a float or a string is no position.
+        PyObject* index = PyNumber_Index(p_position.ptr());
+        const long long position = index ? PyLong_AsLongLong(index) : -1;
+        Py_XDECREF(index);
         if (position == -1 && PyErr_Occurred()) {
             PyErr_Clear();
             continue;

@@ -274,3 +274,19 @@ TEST(ImexSection, HeaderFailuresLeaveTheFields) {
     EXPECT_EQ(section.data_size(), 8u);
     EXPECT_TRUE(section.GoTo(0));
 }
+
+TEST(ImexSection, BulkReadsAcrossTheReadCallLimit) {
+    const auto ints = Iota(0x3E000 + 5, 7);
+    std::vector<double> doubles(0x1F000 + 3);
+    for (std::size_t i = 0; i < doubles.size(); ++i) doubles[i] = double(i) * 0.5;
+    ImexWriter writer;
+    writer.Record(ImexWriter::Items(ints, true), true).Marked(ImexWriter::Items(doubles, false));
+    Section section(writer.open(), 0, false);
+    std::vector<std::int32_t> loaded;
+    ASSERT_TRUE(section.LoadIntVector(loaded, 2, 0x3E000));
+    EXPECT_EQ(loaded, std::vector<std::int32_t>(ints.begin() + 2, ints.begin() + 2 + 0x3E000));
+    ASSERT_TRUE(section.Advance());
+    std::vector<double> out(doubles.size());
+    section.LoadWhole(out.data());
+    EXPECT_EQ(out, doubles);
+}
