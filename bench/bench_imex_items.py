@@ -24,7 +24,6 @@ Usage: python bench/bench_imex_items.py [--size-mib 512] [--repeat 3] [--path FI
 
 from __future__ import annotations
 
-import argparse
 import hashlib
 import json
 import os
@@ -104,12 +103,7 @@ def child(kind: str, path: Path) -> dict:
 
 
 def main(argv=None) -> int:
-    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
-    parser.add_argument("--size-mib", type=float, default=512.0)
-    parser.add_argument("--repeat", type=int, default=3)
-    parser.add_argument("--path", type=Path)
-    parser.add_argument("--keep", action="store_true")
-    parser.add_argument("--child", choices=["feed", "get", "numpy"], help=argparse.SUPPRESS)
+    parser = benchfiles.parser_for(__doc__, 512, ["feed", "get", "numpy"])
     args = parser.parse_args(argv)
     if args.child:
         print(json.dumps(child(args.child, args.path)))

@@ -90,12 +90,7 @@ def child(kind: str, path: Path, chars: int) -> dict:
 
 
 def main(argv=None) -> int:
-    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
-    parser.add_argument("--size-mib", type=float, default=256.0)
-    parser.add_argument("--repeat", type=int, default=3)
-    parser.add_argument("--path", type=Path)
-    parser.add_argument("--keep", action="store_true")
-    parser.add_argument("--child", choices=["kelvara", "numpy"], help=argparse.SUPPRESS)
+    parser = benchfiles.parser_for(__doc__, 256, ["kelvara", "numpy"])
     parser.add_argument("--chars", type=int, help=argparse.SUPPRESS)
     args = parser.parse_args(argv)
     if args.child:

@@ -3,6 +3,7 @@ lifetime, the fresh-process runs and the PASS/FAIL lines."""
 
 from __future__ import annotations
 
+import argparse
 import contextlib
 import json
 import os
@@ -30,6 +31,21 @@ def bench_file(path: Optional[Path], name: str, keep: bool) -> Iterator[Path]:
             path.unlink(missing_ok=True)
             if tmpdir is not None:
                 os.rmdir(tmpdir)
+
+
+def parser_for(doc: str, size_mib: float, children) -> argparse.ArgumentParser:
+    """The command line every benchmark takes: --size-mib, --repeat, --path, --keep, and the
+    hidden --child of the fresh-process runs."""
+    parser = argparse.ArgumentParser(description=doc.split("\n\n")[0])
+    parser.add_argument("--size-mib", type=float, default=size_mib,
+                        help=f"size of the values in MiB (default {size_mib:g})")
+    parser.add_argument("--repeat", type=int, default=3,
+                        help="timed runs of each reader, each in a fresh process (default 3)")
+    parser.add_argument("--path", type=Path,
+                        help="where to write the file (default: a temporary folder in bench/)")
+    parser.add_argument("--keep", action="store_true", help="keep the file afterwards")
+    parser.add_argument("--child", choices=list(children), help=argparse.SUPPRESS)
+    return parser
 
 
 def run_child(script: str, kind: str, *args: str) -> dict:
