@@ -106,6 +106,9 @@ py::list LoadItems(Section& p_section) {
 py::list LoadItemsRange(Section& p_section, std::int32_t p_start, std::int32_t p_count) {
     if (p_count < 0) throw py::value_error("LoadItems needs a count of 0 or more");
     RelaxOnReturn relax{p_section};
+    // The range is tested against the section first; only a range that lies inside it is then
+    // tested against what the rest of the file could hold.
+    p_section.RangeCount(p_start, p_count);
     p_section.CheckListFits(p_count);
     HostListCursor cursor(p_count);
     p_section.ListRange(cursor, p_start, p_count, 1);
