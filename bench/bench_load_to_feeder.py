@@ -43,6 +43,7 @@ MIB = 1 << 20
 RATIO_TARGET = 1.5
 MEMORY_FACTOR = 1.25
 MEMORY_SLACK_MIB = 64
+HANDOVER_SLACK_MIB = 64
 
 
 # --------------------------------------------------------------------------------------------
@@ -162,6 +163,40 @@ def child_kelvara(path: Path) -> dict:
     }
 
 
+def child_handover(path: Path) -> dict:
+    """The feed followed by to_numpy(copy=False): both are timed, and the peak memory covers
+    the two together."""
+    import numpy as np  # noqa: F401
+    import kelvara
+
+    with open(path, "rb") as f:
+        section = kelvara.eclipse.Section(f, 0)
+        feeder = kelvara.ArrayFeeder()
+        header = (section.Name(), section.Type(), section.Size())
+        rss_before = current_rss_kib()
+        maxrss_before = max_rss_kib()
+        faults_before = minor_faults()
+        start = time.perf_counter()
+        section.LoadToFeeder(feeder)
+        values = feeder.to_numpy(copy=False)
+        seconds = time.perf_counter() - start
+        maxrss_after = max_rss_kib()
+        faults = minor_faults() - faults_before
+        left = len(feeder)
+    return {
+        "header": header,
+        "seconds": seconds,
+        "rss_before_kib": rss_before,
+        "maxrss_before_kib": maxrss_before,
+        "maxrss_after_kib": maxrss_after,
+        "minor_faults": faults,
+        "left_in_feeder": left,
+        "count": int(values.size),
+        "dtype": str(values.dtype),
+        "digest": values_digest(values),
+    }
+
+
 def numpy_read(path: Path):
     """The idiomatic NumPy reader of one framed section: record dtype over the whole blocks,
     the partial last block on its own, one cast to native doubles."""
@@ -239,7 +274,7 @@ def summarize(name: str, runs: list, value_bytes: int) -> dict:
     median = statistics.median(times)
     peak = max(feed_peak_mib(r) for r in runs)
     faults = statistics.median(r["minor_faults"] for r in runs)
-    print(f"{name:8s} best {best:7.3f} s  median {median:7.3f} s  "
+    print(f"{name} best {best:7.3f} s  median {median:7.3f} s  "
           f"{value_bytes / MIB / best:6.0f} MiB/s (best)  peak memory {peak:7.1f} MiB  "
           f"page faults {faults:7.0f}  runs: {', '.join(f'{t:.3f}' for t in times)}")
     return {"best": best, "median": median, "peak_mib": peak}
@@ -259,12 +294,15 @@ def main(argv=None) -> int:
     parser.add_argument("--numpy-no-hugepage", action="store_true",
                         help="stop NumPy from asking for transparent huge pages (for a "
                              "comparison on equal page sizes; not the default NumPy behaviour)")
-    parser.add_argument("--child", choices=["kelvara", "numpy"], help=argparse.SUPPRESS)
+    parser.add_argument("--child", choices=["kelvara", "handover", "numpy"],
+                        help=argparse.SUPPRESS)
     args = parser.parse_args(argv)
 
     if args.child:
         if args.child == "kelvara":
             run = child_kelvara(args.path)
+        elif args.child == "handover":
+            run = child_handover(args.path)
         else:
             run = child_numpy(args.path, huge_pages=not args.numpy_no_hugepage)
         print(json.dumps(run))
@@ -290,14 +328,16 @@ def main(argv=None) -> int:
               f"{'off' if args.numpy_no_hugepage else 'as NumPy decides'}")
 
         numpy_extra = ["--numpy-no-hugepage"] if args.numpy_no_hugepage else []
-        kelvara_runs, numpy_runs = [], []
+        kelvara_runs, handover_runs, numpy_runs = [], [], []
         for _ in range(args.repeat):
             kelvara_runs.append(run_child("kelvara", path))
+            handover_runs.append(run_child("handover", path))
             numpy_runs.append(run_child("numpy", path, numpy_extra))
 
         print()
         k = summarize("kelvara", kelvara_runs, value_bytes)
         n = summarize("numpy", numpy_runs, value_bytes)
+        h = summarize("kelvara feed + to_numpy(copy=False)", handover_runs, value_bytes)
         to_numpy = [r["to_numpy_seconds"] for r in kelvara_runs]
         print(f"kelvara to_numpy(): best {min(to_numpy):.3f} s, median "
               f"{statistics.median(to_numpy):.3f} s (not part of the feed time)")
@@ -322,13 +362,20 @@ def main(argv=None) -> int:
         verdict(k["peak_mib"] <= limit,
                 f"memory: peak feed {k['peak_mib']:.1f} MiB <= {MEMORY_FACTOR} x "
                 f"{value_bytes / MIB:.1f} + {MEMORY_SLACK_MIB} = {limit:.1f} MiB")
-        results = [("kelvara", r) for r in kelvara_runs] + [("numpy", r) for r in numpy_runs]
+        limit = value_bytes / MIB + HANDOVER_SLACK_MIB
+        verdict(h["peak_mib"] <= limit,
+                f"hand-over: peak of feed and to_numpy(copy=False) {h['peak_mib']:.1f} MiB <= "
+                f"{value_bytes / MIB:.1f} + {HANDOVER_SLACK_MIB} = {limit:.1f} MiB")
+        verdict(all(r["left_in_feeder"] == 0 for r in handover_runs),
+                "hand-over: the feeder is empty after to_numpy(copy=False)")
+        results = ([("kelvara", r) for r in kelvara_runs] + [("numpy", r) for r in numpy_runs]
+                   + [("handover", r) for r in handover_runs])
         same = all(r["count"] == count and r["dtype"] == "float64" and
                    r["digest"] == written_digest for _, r in results)
         verdict(same, "values: every run of both readers gives the values written "
                       f"({count} float64, sha256 {written_digest[:16]}...)")
         header_ok = all(tuple(r["header"]) == (SECTION_NAME.decode(), "DOUB", count)
-                        for r in kelvara_runs)
+                        for r in kelvara_runs + handover_runs)
         verdict(header_ok, "header: the cursor reads the section's name, type and count")
         return 1 if failures else 0
     finally:
