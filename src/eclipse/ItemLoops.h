@@ -60,7 +60,7 @@ std::int64_t seek_item(stream::FileStream& p_stream, std::int64_t p_start, std::
     std::int64_t consumed = 0;
     for (;;) {
         std::int32_t length, trailing;
-        if (!stream::read_word<Swap>(p_stream, length)) return -1;
+        if (!stream::read_sparse_word<Swap>(p_stream, length)) return -1;
         position += 4;
         const std::int64_t items = length / p_size;
         if (items >= p_start - consumed) {
@@ -73,7 +73,7 @@ std::int64_t seek_item(stream::FileStream& p_stream, std::int64_t p_start, std::
         consumed += items;
         position += length;
         p_stream.seek(position);
-        if (!stream::read_word<Swap>(p_stream, trailing)) return -1;
+        if (!stream::read_sparse_word<Swap>(p_stream, trailing)) return -1;
         position += 4;
     }
 }
