@@ -4,19 +4,20 @@ against np.fromfile reading the same file.
 
 The script writes an ECLIPSE unformatted file of 200 report steps, each a SEQNUM section and
 three REAL sections of 1 000 000 items (2.4 GB), reads it once so that it sits in the page
-cache, and times, each run in a fresh subprocess:
+cache, and times, each run in a fresh subprocess (wall time; the processor time of each is
+printed beside it):
 
   walk     Section(f, 0), then Advance() until it returns False;
   map      MapFileSections(f);
   numpy    np.fromfile(path, dtype=np.uint8): the whole file read into memory.
 
 A walk reads only the length words of the blocks, so it must cost a small fraction of reading
-the file. It runs twice: on a file in blocks of 1000 items, as simulators write them, and on a
-file of the same sections in blocks of irregular sizes, which must walk as fast. Only one of the
-two files exists at a time.
+the file. It runs three times: on a file in blocks of 1000 items, as simulators write them; on
+one whose sections have blocks of 733, 1024 and 2000 items; and on one whose blocks have random
+sizes from 1 to 2000 items. Only one of the files exists at a time.
 
 Targets: best walk time and best MapFileSections time each <= 0.1 x best np.fromfile time, for
-both block layouts; both give every section at its position.
+every block layout; both give every section at its position.
 
 Usage: python bench/bench_walk.py [--steps 200] [--items 1000000] [--repeat 3] [--dir DIR]
 """
@@ -41,13 +42,18 @@ def header(name: bytes, count: int, type_: bytes) -> bytes:
     return struct.pack(">i8si4si", 16, name, count, type_, 16)
 
 
+UNIFORM_SIZES = [733, 1024, 2000]
+
+
 def block_sizes(items: int, layout: str, seed: int):
-    """Items per block: 1000 each (the last takes the rest), or irregular sizes from 1 to 2000."""
+    """Items per block: 1000 each (the last takes the rest); another fixed size per section
+    (733, 1024, 2000); or random sizes from 1 to 2000."""
     import numpy as np
 
-    if layout == "regular":
-        full, rest = divmod(items, 1000)
-        return [1000] * full + ([rest] if rest else [])
+    if layout in ("regular", "uniform"):
+        size = 1000 if layout == "regular" else UNIFORM_SIZES[seed % len(UNIFORM_SIZES)]
+        full, rest = divmod(items, size)
+        return [size] * full + ([rest] if rest else [])
     rng = np.random.default_rng(seed)
     sizes = []
     left = items
@@ -120,6 +126,7 @@ def child(kind: str, path: Path) -> dict:
     result = {}
     with open(path, "rb") as f:
         before = bytes_read_by_calls()
+        cpu = time.process_time()
         start = time.perf_counter()
         if kind == "walk":
             section = kelvara.eclipse.Section(f, 0)
@@ -134,6 +141,7 @@ def child(kind: str, path: Path) -> dict:
             data = np.fromfile(path, dtype=np.uint8)
             result["size"] = int(data.size)
         result["seconds"] = time.perf_counter() - start
+        result["cpu_seconds"] = time.process_time() - cpu
         result["bytes_read"] = bytes_read_by_calls() - before
     return result
 
@@ -162,8 +170,9 @@ def measure(path: Path, layout: str, args) -> int:
         times = [r["seconds"] for r in results]
         best[kind] = min(times)
         read = min(r["bytes_read"] for r in results)
-        print(f"  {kind:6s} best {best[kind]:.4f} s  bytes read by system calls {read:>12d}  "
-              f"runs: {', '.join(f'{t:.4f}' for t in times)}")
+        cpu = min(r["cpu_seconds"] for r in results)
+        print(f"  {kind:6s} best {best[kind]:.4f} s (cpu {cpu:.4f} s)  bytes read by system "
+              f"calls {read:>12d}  runs: {', '.join(f'{t:.4f}' for t in times)}")
     failures = 0
 
     def verdict(ok: bool, text: str) -> None:
@@ -201,7 +210,7 @@ def main(argv=None) -> int:
         return 0
 
     failures = 0
-    for layout in ("regular", "irregular"):
+    for layout in ("regular", "uniform", "random"):
         path = args.dir / f"WALK-{layout}.UNRST"
         try:
             failures += measure(path, layout, args)
