@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -65,8 +66,11 @@ std::string Section::Type() const {
 
 bool Section::ReadHeader() {
     m_position = m_stream->tell();
-    m_data_position = m_position + 24;
     m_loaded = false;
+    // No file reaches this close to the largest position: no header can be read there, and
+    // the data position could not be counted.
+    if (m_position > std::numeric_limits<std::int64_t>::max() - 24) return false;
+    m_data_position = m_position + 24;
     char header[24];
     if (m_stream->read(header, sizeof header) < sizeof header) return false;
     std::memcpy(m_raw_header, header, sizeof header);
