@@ -126,7 +126,9 @@ def values_digest(values) -> str:
     return hashlib.sha256(memoryview(values)).hexdigest()
 
 
-def child_kelvara(path: Path) -> dict:
+def child_kelvara(path: Path, handover: bool = False) -> dict:
+    """The feed, timed alone, then to_numpy() timed on its own; or, with handover, the feed and
+    to_numpy(copy=False) timed together, the peak memory covering the two."""
     import numpy as np  # noqa: F401  (imported before the baseline, as to_numpy needs it)
     import kelvara
 
@@ -140,14 +142,18 @@ def child_kelvara(path: Path) -> dict:
 
         start = time.perf_counter()
         section.LoadToFeeder(feeder)
+        if handover:
+            values = feeder.to_numpy(copy=False)
         feed_seconds = time.perf_counter() - start
         maxrss_feed = max_rss_kib()
         faults = minor_faults() - faults_before
 
         start = time.perf_counter()
-        values = feeder.to_numpy()
+        if not handover:
+            values = feeder.to_numpy()
         to_numpy_seconds = time.perf_counter() - start
         maxrss_to_numpy = max_rss_kib()
+        left = len(feeder)
     return {
         "header": header,
         "seconds": feed_seconds,
@@ -156,39 +162,6 @@ def child_kelvara(path: Path) -> dict:
         "maxrss_before_kib": maxrss_before,
         "maxrss_after_kib": maxrss_feed,
         "maxrss_after_to_numpy_kib": maxrss_to_numpy,
-        "minor_faults": faults,
-        "count": int(values.size),
-        "dtype": str(values.dtype),
-        "digest": values_digest(values),
-    }
-
-
-def child_handover(path: Path) -> dict:
-    """The feed followed by to_numpy(copy=False): both are timed, and the peak memory covers
-    the two together."""
-    import numpy as np  # noqa: F401
-    import kelvara
-
-    with open(path, "rb") as f:
-        section = kelvara.eclipse.Section(f, 0)
-        feeder = kelvara.ArrayFeeder()
-        header = (section.Name(), section.Type(), section.Size())
-        rss_before = current_rss_kib()
-        maxrss_before = max_rss_kib()
-        faults_before = minor_faults()
-        start = time.perf_counter()
-        section.LoadToFeeder(feeder)
-        values = feeder.to_numpy(copy=False)
-        seconds = time.perf_counter() - start
-        maxrss_after = max_rss_kib()
-        faults = minor_faults() - faults_before
-        left = len(feeder)
-    return {
-        "header": header,
-        "seconds": seconds,
-        "rss_before_kib": rss_before,
-        "maxrss_before_kib": maxrss_before,
-        "maxrss_after_kib": maxrss_after,
         "minor_faults": faults,
         "left_in_feeder": left,
         "count": int(values.size),
@@ -302,7 +275,7 @@ def main(argv=None) -> int:
         if args.child == "kelvara":
             run = child_kelvara(args.path)
         elif args.child == "handover":
-            run = child_handover(args.path)
+            run = child_kelvara(args.path, handover=True)
         else:
             run = child_numpy(args.path, huge_pages=not args.numpy_no_hugepage)
         print(json.dumps(run))

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -148,18 +149,14 @@ TEST_P(ItemDecoding, RefusedLetterComplaintOfEveryNumericOperation) {
     ArrayFeeder bit0, bit1;
     TBitCounts counts;
     TCoordsRecord record;
-    testing::internal::CaptureStderr();
-    section.FeedBit0(bit0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid Feed section type:C\n");
-    testing::internal::CaptureStderr();
-    section.FeedBit1(bit1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid Feed section type:C\n");
-    testing::internal::CaptureStderr();
-    section.CountBits(counts);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid Feed section type:C\n");
-    testing::internal::CaptureStderr();
-    section.ReadToIntRecord(record);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid Feed section type:C\n");
+    const std::vector<std::function<void()>> operations{
+        [&] { section.FeedBit0(bit0); }, [&] { section.FeedBit1(bit1); },
+        [&] { section.CountBits(counts); }, [&] { section.ReadToIntRecord(record); }};
+    for (const auto& operation : operations) {
+        testing::internal::CaptureStderr();
+        operation();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid Feed section type:C\n");
+    }
     EXPECT_EQ(bit0.size() + bit1.size(), 0u);
     EXPECT_EQ(counts.bit0 + counts.bit1, 0u);
     EXPECT_EQ(record.cursor, 0u);
