@@ -1,6 +1,7 @@
 """Positions at the far end of the 64-bit range, walks sent far past the end of a file, and file
 objects that are not regular files."""
 
+import io
 import os
 
 import pytest
@@ -92,3 +93,35 @@ def test_file_objects_that_are_not_regular_files_are_refused(tmp_path, call):
             with pytest.raises(RuntimeError) as info:
                 CALLS[call](f)
             assert str(info.value) == NOT_REGULAR, label
+
+
+class Refusing(io.FileIO):
+    """A host file whose seek refuses far positions with an exception of the given class."""
+
+    refusal = OSError
+
+    def seek(self, position, whence=0):
+        if whence == 0 and position > 10 ** 12:
+            raise self.refusal("refused: %d" % position)
+        return super().seek(position, whence)
+
+
+@pytest.mark.parametrize("refusal", [OSError, OverflowError, ValueError])
+def test_host_refusals_of_a_far_position_leave_it_at_the_end(write_ecl, refusal):
+    ecl = EclFile().add("COORDS", "INTE", [1, 1, 1, 1, 1])
+    with Refusing(write_ecl(ecl), "r") as f:
+        f.refusal = refusal
+        eclipse.ReadGridActnumSections(f, 0, 2 ** 50, ArrayFeeder())
+        assert f.tell() == ecl.size
+
+
+def test_other_exceptions_of_the_host_seek_go_up(write_ecl):
+    ecl = EclFile().add("COORDS", "INTE", [1, 1, 1, 1, 1])
+    with Refusing(write_ecl(ecl), "r") as f:
+        f.refusal = LookupError
+        with pytest.raises(LookupError):
+            eclipse.ReadGridActnumSections(f, 0, 2 ** 50, ArrayFeeder())
+        # When the walk fails itself, its own failure is the one reported.
+        with pytest.raises(RuntimeError) as info:
+            eclipse.ReadGridActnumSections(f, 1, 2 ** 50, ArrayFeeder())
+        assert str(info.value) == "Number of section error"

@@ -38,7 +38,11 @@ std::shared_ptr<stream::FileStream> GetFileStream(py::handle p_file) {
 void SetHostPosition(py::handle p_file, std::int64_t p_position) {
     try {
         p_file.attr("seek")(p_position);
-    } catch (py::error_already_set&) {
+    } catch (py::error_already_set& p_refusal) {
+        if (!p_refusal.matches(PyExc_OSError) && !p_refusal.matches(PyExc_OverflowError) &&
+            !p_refusal.matches(PyExc_ValueError)) {
+            throw;
+        }
         // A position beyond what the host's file system accepts (a walk sent far past the
         // end): the host object goes to the end of its file, the nearest place it has, and the
         // operation ends as its own result says.

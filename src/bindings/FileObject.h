@@ -16,7 +16,8 @@ namespace kelvara::bindings {
 std::shared_ptr<stream::FileStream> GetFileStream(py::handle p_file);
 
 // Moves the host object to p_position, as a shared stream would have been left. A position the
-// host refuses leaves it at the end of its file instead; no error comes of it.
+// host refuses (OSError, OverflowError, ValueError) leaves it at the end of its file instead;
+// no error comes of it. Other exceptions of the host's seek go up.
 void SetHostPosition(py::handle p_file, std::int64_t p_position);
 
 // Runs p_operation on a stream of p_file and leaves the host object where the stream ended,
@@ -34,7 +35,11 @@ auto WithHostStream(py::handle p_file, Operation&& p_operation) {
             return result;
         }
     } catch (...) {
-        SetHostPosition(p_file, stream->tell());
+        try {
+            SetHostPosition(p_file, stream->tell());
+        } catch (py::error_already_set&) {
+            // The operation's own failure is the one to report.
+        }
         throw;
     }
 }
