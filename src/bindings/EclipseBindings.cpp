@@ -202,12 +202,14 @@ void ExposeEclipseSection(py::class_<EclipseScope>& p_scope) {
         .def("Position", &Section::Position, "Byte offset of the current header.")
         .def("LoadItems", &LoadItems, "All items of the section as a list.")
         .def("LoadItems", &LoadItemsRange, py::arg("start"), py::arg("count"),
-             "count items from item start on as a list.")
+             "count items from item start on as a list. A range past the section's last item "
+             "raises RuntimeError; a negative start reads the words that precede the data.")
         .def("LoadToFeeder", &LoadToFeeder, py::arg("feeder"),
              "Feeds every item of the section to an ArrayFeeder as a double.")
         .def("LoadToFeeder", &LoadToFeederRange, py::arg("feeder"), py::arg("start"),
              py::arg("count"), py::arg("skip"),
-             "Feeds count items from item start on (count -1: the rest); every item of the first "
+             "Feeds count items from item start on (count -1: the rest; a negative start reads "
+             "the words that precede the data); every item of the first "
              "block, then every skip-th item.")
         .def("LoadToFeeder", &LoadToFeederMasked, py::arg("mask"), py::arg("value"),
              py::arg("feeder"),
