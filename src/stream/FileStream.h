@@ -65,16 +65,24 @@ class FileStream {
     MappedWindow m_mapped;     // the view of read_sparse
 };
 
+// The signed word of 4 bytes in file order, reversed when Swap is set.
+template <bool Swap>
+inline std::int32_t word_of(const void* p_bytes) {
+    std::uint32_t raw;
+    std::memcpy(&raw, p_bytes, 4);
+    if (Swap) raw = __builtin_bswap32(raw);
+    std::int32_t word;
+    std::memcpy(&word, &raw, 4);
+    return word;
+}
+
 // Reads one 4-byte word, reversed when Swap is set; false at the end of the file.
 template <bool Swap>
 inline bool read_word(FileStream& p_stream, std::int32_t& p_word) {
     std::size_t avail;
     const char* data = p_stream.window(4, avail);
     if (avail < 4) return false;
-    std::uint32_t raw;
-    std::memcpy(&raw, data, 4);
-    if (Swap) raw = __builtin_bswap32(raw);
-    std::memcpy(&p_word, &raw, 4);
+    p_word = word_of<Swap>(data);
     p_stream.consume(4);
     return true;
 }
@@ -82,10 +90,9 @@ inline bool read_word(FileStream& p_stream, std::int32_t& p_word) {
 // Reads one 4-byte word by read_sparse, reversed when Swap is set; false at the end of the file.
 template <bool Swap>
 inline bool read_sparse_word(FileStream& p_stream, std::int32_t& p_word) {
-    std::uint32_t raw;
-    if (p_stream.read_sparse(&raw, 4) < 4) return false;
-    if (Swap) raw = __builtin_bswap32(raw);
-    std::memcpy(&p_word, &raw, 4);
+    char bytes[4];
+    if (p_stream.read_sparse(bytes, 4) < 4) return false;
+    p_word = word_of<Swap>(bytes);
     return true;
 }
 
