@@ -263,6 +263,27 @@ def test_char_block_of_no_whole_items_fails_whole_load(open_file, order, blocks)
 
 
 @ORDERS
+def test_wrong_pack_size_leaves_the_section_loaded(open_file, capfd, order):
+    # The load stops behind the bad block's leading length and stays loaded: Advance reads its
+    # next header right there, out of the items, as after any partial load.
+    content = (header("NAMES", 3, "CHAR", order) + frame(b"AAAAAAAA", order)
+               + frame(b"BBBBBBBBCCCC", order)
+               + EclFile().add("NEXT", "INTE", [1, 2, 3], order=order).bytes())
+    section = eclipse.Section(open_file(content))
+    with pytest.raises(RuntimeError):
+        section.LoadItems()
+    section.Advance()
+    assert section.Position() == 24 + 16 + 4
+    capfd.readouterr()  # the bytes read as a header there have no known type
+    # A fresh cursor walks the blocks instead: 8 and 12 bytes, then the next header's marker
+    # taken for a length of 16 overshoots the 24 bytes.
+    fresh = eclipse.Section(open_file(content, "again.bin"))
+    assert not fresh.Advance()
+    assert fresh.Position() == 0
+    assert capfd.readouterr().err == "Error on JumpItems: 36 X 24\n"
+
+
+@ORDERS
 def test_char_range_tests_later_blocks_but_not_the_first(open_file, order):
     # First block of 12 bytes: the range load takes its whole item and does not complain.
     first_odd = (header("NAMES", 1, "CHAR", order) + frame(b"ABCDEFGH" + b"IJKL", order)
@@ -430,17 +451,42 @@ def test_range_ending_on_last_item_is_allowed(open_file, order):
 
 
 @ORDERS
-def test_range_with_negative_start_raises(open_file, order):
-    f = open_file(EclFile().add("DATA", "INTE", list(range(10)), order=order, blocks=[4, 3, 3]))
+def test_range_with_negative_start_reads_what_precedes_the_data(open_file, order):
+    # Item -1 is the block's leading length word (40 bytes), then item 0 follows.
+    f = open_file(EclFile().add("DATA", "INTE", list(range(10)), order=order))
     section = eclipse.Section(f)
-    feeder = ArrayFeeder()
-    with pytest.raises(RuntimeError) as info:
-        section.LoadToFeeder(feeder, -1, 2, 1)
-    assert str(info.value) == "Requested items start before the section"
-    with pytest.raises(RuntimeError) as info:
-        section.LoadItems(-1, 2)
-    assert str(info.value) == "Requested items start before the section"
-    assert len(feeder) == 0
+    assert section.LoadItems(-1, 2) == [40, 0]
+    assert feed_range(section, -1, 2, 1) == [40.0, 0.0]
+    # A count of -1 takes the rest: the length word and all ten items.
+    assert feed_range(section, -1, -1, 1) == [40.0] + [float(v) for v in range(10)]
+
+
+@ORDERS
+def test_range_with_negative_start_reaches_into_the_header(open_file, order):
+    # Section at byte 0: item -7 is the header's leading marker (16) at byte 0 itself.
+    f = open_file(EclFile().add("DATA", "INTE", [5, 6, 7], order=order))
+    section = eclipse.Section(f)
+    assert section.LoadItems(-7, 1) == [16]
+    assert feed_range(section, -7, 1, 1) == [16.0]
+
+
+@ORDERS
+def test_range_starting_before_the_file_raises(open_file, order):
+    ecl = EclFile().add("DATA", "INTE", [5, 6, 7], order=order).add("NEXT", "INTE", [1], order=order)
+    f = open_file(ecl)
+    for position, start in [(0, -8), (0, -100), (ecl.positions[1], -(ecl.positions[1] + 28) // 4 - 1)]:
+        section = eclipse.Section(f, position)
+        feeder = ArrayFeeder()
+        with pytest.raises(RuntimeError) as info:
+            section.LoadToFeeder(feeder, start, 2, 1)
+        assert str(info.value) == "Requested items start before the file"
+        assert len(feeder) == 0
+        with pytest.raises(RuntimeError) as info:
+            section.LoadItems(start, 2)
+        assert str(info.value) == "Requested items start before the file"
+    # One item later, the range starts on byte 0.
+    section = eclipse.Section(f, ecl.positions[1])
+    assert section.LoadItems(-(ecl.positions[1] + 28) // 4, 1) == [16]
 
 
 @ORDERS

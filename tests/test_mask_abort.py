@@ -1,4 +1,4 @@
-"""A mask shorter than its section ends the process; one exactly as long works.
+"""A mask shorter than what its section's blocks hold ends the process; one as long works.
 
 The short-mask case aborts the interpreter, so it runs in a child process and the test looks at
 how that child ended and what it wrote on standard error.
@@ -86,3 +86,14 @@ def test_mask_matching_nothing_still_needs_its_length(write_ecl):
     result = run_child(path, [0, 0, 0])
     assert result.returncode == 0, result.stderr
     assert result.stdout == "before\nafter 0\n"
+
+
+@ORDERS
+def test_mask_must_cover_a_block_that_holds_more_than_the_count(write_ecl, order):
+    # The header counts 2 items, the block holds 3 and is delivered whole: a mask of the
+    # header's count is too short for it.
+    path = write_ecl(EclFile().add("DATA", "INTE", [1, 2, 3], order=order, count=2))
+    assert_aborted(run_child(path, [1, 1]))
+    result = run_child(path, [1, 0, 1])
+    assert result.returncode == 0, result.stderr
+    assert result.stdout == "before\nafter 2\n"

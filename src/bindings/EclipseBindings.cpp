@@ -106,6 +106,9 @@ py::list LoadItems(Section& p_section) {
 py::list LoadItemsRange(Section& p_section, std::int32_t p_start, std::int32_t p_count) {
     if (p_count < 0) throw py::value_error("LoadItems needs a count of 0 or more");
     RelaxOnReturn relax{p_section};
+    // The range is tested against the section first; only a range that lies inside it is then
+    // tested against what the rest of the file could hold.
+    p_section.RangeCount(p_start, p_count);
     p_section.CheckListFits(p_count);
     HostListCursor cursor(p_count);
     p_section.ListRange(cursor, p_start, p_count, 1);
@@ -199,12 +202,14 @@ void ExposeEclipseSection(py::class_<EclipseScope>& p_scope) {
         .def("Position", &Section::Position, "Byte offset of the current header.")
         .def("LoadItems", &LoadItems, "All items of the section as a list.")
         .def("LoadItems", &LoadItemsRange, py::arg("start"), py::arg("count"),
-             "count items from item start on as a list.")
+             "count items from item start on as a list. A range past the section's last item "
+             "raises RuntimeError; a negative start reads the words that precede the data.")
         .def("LoadToFeeder", &LoadToFeeder, py::arg("feeder"),
              "Feeds every item of the section to an ArrayFeeder as a double.")
         .def("LoadToFeeder", &LoadToFeederRange, py::arg("feeder"), py::arg("start"),
              py::arg("count"), py::arg("skip"),
-             "Feeds count items from item start on (count -1: the rest); every item of the first "
+             "Feeds count items from item start on (count -1: the rest; a negative start reads "
+             "the words that precede the data); every item of the first "
              "block, then every skip-th item.")
         .def("LoadToFeeder", &LoadToFeederMasked, py::arg("mask"), py::arg("value"),
              py::arg("feeder"),

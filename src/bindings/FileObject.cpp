@@ -1,5 +1,7 @@
 #include "bindings/FileObject.h"
 
+#include <utility>
+
 namespace kelvara::bindings {
 
 namespace {
@@ -24,15 +26,32 @@ std::shared_ptr<stream::FileStream> GetFileStream(py::handle p_file) {
     } catch (py::cast_error&) {
         throw py::type_error(not_a_file);
     }
+    // A descriptor that cannot be read, or is no regular file, is refused before the host
+    // object is asked for a position it may not have.
+    auto file = stream::SharedFile::for_descriptor(descriptor);
     // Bytes the host has written but still buffers must reach the file before it is read.
     if (p_file.attr("writable")().cast<bool>()) p_file.attr("flush")();
     const auto position = p_file.attr("tell")().cast<std::int64_t>();
-    return std::make_shared<stream::FileStream>(stream::SharedFile::for_descriptor(descriptor),
-                                                position);
+    return std::make_shared<stream::FileStream>(std::move(file), position);
 }
 
 void SetHostPosition(py::handle p_file, std::int64_t p_position) {
-    p_file.attr("seek")(p_position);
+    try {
+        p_file.attr("seek")(p_position);
+    } catch (py::error_already_set& p_refusal) {
+        if (!p_refusal.matches(PyExc_OSError) && !p_refusal.matches(PyExc_OverflowError) &&
+            !p_refusal.matches(PyExc_ValueError)) {
+            throw;
+        }
+        // A position beyond what the host's file system accepts (a walk sent far past the
+        // end): the host object goes to the end of its file, the nearest place it has, and the
+        // operation ends as its own result says.
+        try {
+            p_file.attr("seek")(0, 2);
+        } catch (py::error_already_set&) {
+            // The host object refuses to move at all; it stays where it was.
+        }
+    }
 }
 
 }  // namespace kelvara::bindings

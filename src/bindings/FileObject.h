@@ -15,7 +15,9 @@ namespace kelvara::bindings {
 // Anything else raises TypeError "First argument must be a file object!".
 std::shared_ptr<stream::FileStream> GetFileStream(py::handle p_file);
 
-// Moves the host object to p_position, as a shared stream would have been left.
+// Moves the host object to p_position, as a shared stream would have been left. A position the
+// host refuses (OSError, OverflowError, ValueError) leaves it at the end of its file instead;
+// no error comes of it. Other exceptions of the host's seek go up.
 void SetHostPosition(py::handle p_file, std::int64_t p_position);
 
 // Runs p_operation on a stream of p_file and leaves the host object where the stream ended,

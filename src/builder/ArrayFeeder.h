@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "builder/ChunkedBuffer.h"
+#include "builder/GrowingBuffer.h"
 #include "core/Export.h"
 
 namespace ostrel::builder {
@@ -28,6 +28,11 @@ class OSTREL_CORE_API ArrayFeeder {
     // Copies the values collected in arrival order into p_out, which has room for size()
     // values. Derived feeders that store values their own way give their own accessors.
     void copy_to(double* p_out) const;
+    // Hands the values collected over, with their storage and without a copy, and leaves the
+    // feeder empty. Derived feeders hand over their own values their own way.
+    ReleasedValues<double> take_values();
+    // Bytes of storage the feeder holds for its values.
+    virtual std::size_t reserved_bytes() const;
 
   protected:
     // Makes room for at least one more value and sets the window [m_next, m_end).
@@ -42,7 +47,7 @@ class OSTREL_CORE_API ArrayFeeder {
     double* m_end = nullptr;
 
   private:
-    ChunkedBuffer<double> m_values;
+    GrowingBuffer<double> m_values;
 };
 
 }  // namespace ostrel::builder

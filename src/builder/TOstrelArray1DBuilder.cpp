@@ -9,8 +9,6 @@ namespace ostrel::builder {
 template <class T>
 TOstrelArray1DBuilder<T>::TOstrelArray1DBuilder(std::size_t p_size, T p_fill) : m_fill(p_fill) {
     m_values.resize(p_size, p_fill);
-    m_window = m_next = m_stage;
-    m_end = m_stage + stage_size;
 }
 
 template <class T>
@@ -25,16 +23,23 @@ void TOstrelArray1DBuilder<T>::do_flush() {
     std::size_t i = 0;
     // Values that land on existing elements overwrite them; the rest are appended.
     for (; i < staged && m_cursor + i < size; ++i) {
-        m_values[m_cursor + i] = Narrow<T>::apply(m_stage[i]);
+        m_values[m_cursor + i] = Narrow<T>::apply(m_window[i]);
     }
-    for (; i < staged; ++i) m_values.push_back(Narrow<T>::apply(m_stage[i]));
+    for (; i < staged; ++i) m_values.push_back(Narrow<T>::apply(m_window[i]));
     m_cursor += staged;
-    m_next = m_stage;
+    m_next = m_window;
 }
 
 template <class T>
 void TOstrelArray1DBuilder<T>::do_overflow() {
     do_flush();
+    // The window doubles at each overflow until it has its full size.
+    if (m_stage_size < max_stage_size) {
+        m_stage_size = m_stage_size == 0 ? first_stage_size : 2 * m_stage_size;
+        m_stage.reset(new double[m_stage_size]);
+        m_window = m_next = m_stage.get();
+        m_end = m_window + m_stage_size;
+    }
 }
 
 template <class T>
@@ -78,7 +83,7 @@ std::size_t TOstrelArray1DBuilder<T>::append_cursor() const {
 template <class T>
 T TOstrelArray1DBuilder<T>::value_at(std::size_t p_index) const {
     if (p_index >= m_cursor && p_index < m_cursor + window_count()) {
-        return Narrow<T>::apply(m_stage[p_index - m_cursor]);
+        return Narrow<T>::apply(m_window[p_index - m_cursor]);
     }
     return p_index < m_values.size() ? m_values[p_index] : m_fill;
 }
@@ -91,7 +96,19 @@ void TOstrelArray1DBuilder<T>::copy_to(T* p_out) const {
     if (staged > 0) {
         for (std::size_t i = m_values.size(); i < m_cursor; ++i) p_out[i] = m_fill;
     }
-    for (std::size_t i = 0; i < staged; ++i) p_out[m_cursor + i] = Narrow<T>::apply(m_stage[i]);
+    for (std::size_t i = 0; i < staged; ++i) p_out[m_cursor + i] = Narrow<T>::apply(m_window[i]);
+}
+
+template <class T>
+ReleasedValues<T> TOstrelArray1DBuilder<T>::take_values() {
+    do_flush();
+    m_cursor = 0;
+    return m_values.release();
+}
+
+template <class T>
+std::size_t TOstrelArray1DBuilder<T>::reserved_bytes() const {
+    return m_values.reserved_bytes() + m_stage_size * sizeof(double);
 }
 
 template class TOstrelArray1DBuilder<float>;

@@ -2,19 +2,17 @@
 
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #include <type_traits>
 
+#include "builder/Narrow.h"
 #include "stream/FileStream.h"
 
 namespace kelvara::eclipse {
 
-// Truncation toward zero; beyond the range of a signed 32-bit integer, and for NaN, the smallest
-// such integer.
+// The integer word of a floating item follows the one truncation rule of the builders: toward
+// zero, and the smallest 32-bit integer beyond that type's range and for NaN.
 inline std::int32_t truncate_to_int32(double p_value) {
-    if (p_value > -2147483649.0 && p_value < 2147483648.0)
-        return static_cast<std::int32_t>(p_value);
-    return std::numeric_limits<std::int32_t>::min();
+    return ostrel::builder::Narrow<std::int32_t>::apply(p_value);
 }
 
 // The numeric item kinds, by the first letter of a section type. Each loads one item from its

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <stdexcept>
 
 #include "stream/FileStream.h"
 
@@ -50,18 +51,21 @@ void whole_loop(stream::FileStream& p_stream, std::int32_t p_count, Sink& p_sink
 }
 
 // Leaves the stream on item p_start of the data that begins where the stream stands. Returns how
-// many items of the block it stops in are still to come, or -1 when the file ends first.
+// many items of the block it stops in are still to come, or -1 when the file ends first. A
+// negative p_start lands before the first item, on what precedes it in the file; a position
+// before byte 0 of the file is refused.
 template <bool Swap>
-std::int64_t seek_item(stream::FileStream& p_stream, std::int32_t p_start, std::int32_t p_size) {
+std::int64_t seek_item(stream::FileStream& p_stream, std::int64_t p_start, std::int32_t p_size) {
     std::int64_t position = p_stream.tell();
     std::int64_t consumed = 0;
     for (;;) {
         std::int32_t length, trailing;
-        if (!stream::read_word<Swap>(p_stream, length)) return -1;
+        if (!stream::read_sparse_word<Swap>(p_stream, length)) return -1;
         position += 4;
         const std::int64_t items = length / p_size;
         if (items >= p_start - consumed) {
             position += (p_start - consumed) * p_size;
+            if (position < 0) throw std::runtime_error("Requested items start before the file");
             p_stream.seek(position);
             return items - p_start + consumed;
         }
@@ -69,7 +73,7 @@ std::int64_t seek_item(stream::FileStream& p_stream, std::int32_t p_start, std::
         consumed += items;
         position += length;
         p_stream.seek(position);
-        if (!stream::read_word<Swap>(p_stream, trailing)) return -1;
+        if (!stream::read_sparse_word<Swap>(p_stream, trailing)) return -1;
         position += 4;
     }
 }
@@ -78,7 +82,7 @@ std::int64_t seek_item(stream::FileStream& p_stream, std::int32_t p_start, std::
 // its block up to p_count, and reads the block's trailing length when more are wanted. Returns
 // the items delivered, or -1 when the file ends first.
 template <bool Swap, class Deliver>
-std::int64_t range_head(stream::FileStream& p_stream, std::int32_t p_start, std::int32_t p_count,
+std::int64_t range_head(stream::FileStream& p_stream, std::int64_t p_start, std::int64_t p_count,
                         std::int32_t p_size, Deliver&& p_deliver) {
     const std::int64_t avail = seek_item<Swap>(p_stream, p_start, p_size);
     if (avail < 0) return -1;
@@ -115,15 +119,18 @@ struct StrideSink : SinkBase {
 };
 
 // The range loop after seek_item: every item to the end of the first block is delivered, the
-// stride applies from the second block on. Each block is read up to the last item wanted.
+// stride applies from the second block on. Each block is read up to the last item wanted. A skip
+// of 0 has no stride to take beyond the first block and is refused there.
 template <class Kind, bool Swap, class Sink>
-void range_loop(stream::FileStream& p_stream, std::int32_t p_start, std::int32_t p_count,
-                std::int32_t p_skip, Sink& p_sink, void (*p_zero_skip)()) {
+void range_loop(stream::FileStream& p_stream, std::int64_t p_start, std::int64_t p_count,
+                std::int32_t p_skip, Sink& p_sink) {
     const std::int64_t first = range_head<Swap>(
         p_stream, p_start, p_count, Kind::size,
         [&](std::int64_t p_items) { return deliver_items<Kind, Swap>(p_stream, p_items, p_sink); });
     if (first < 0) return;
-    if (first < p_count && p_skip == 0) p_zero_skip();
+    if (first < p_count && p_skip == 0) {
+        throw std::runtime_error("A skip of 0 cannot stride beyond the first block of the range");
+    }
     std::int32_t word;
     StrideSink<Sink> strided{{}, p_sink, p_skip < 0 ? -std::int64_t(p_skip) : p_skip};
     while (first + strided.m_delivered < p_count) {

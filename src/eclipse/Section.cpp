@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -11,6 +12,9 @@ namespace kelvara::eclipse {
 
 namespace {
 
+// How many blocks ahead a walk asks for a length word before it reads it.
+constexpr std::int64_t prefetch_blocks = 16;
+
 // Walks the blocks of a section of p_total bytes; Swap reverses each length word.
 template <bool Swap>
 bool jump_blocks(stream::FileStream& p_stream, std::int32_t p_total) {
@@ -18,11 +22,16 @@ bool jump_blocks(stream::FileStream& p_stream, std::int32_t p_total) {
     std::int64_t done = 0;
     while (p_total >= 1 && done < p_total) {
         std::int32_t length, trailing;
-        if (!stream::read_word<Swap>(p_stream, length)) break;
+        // Only the length words are read: the items in between are never fetched.
+        if (!stream::read_sparse_word<Swap>(p_stream, length)) break;
         // A negative length would walk backwards, and possibly for ever: the walk ends there.
         if (length < 0) break;
+        // Each length word costs a fetch from memory that the next one waits for. Blocks are
+        // mostly of one length, so the word some blocks ahead is asked for now, on the guess
+        // that they are of this block's length; a wrong guess costs nothing but the hint.
+        p_stream.prefetch_sparse(position + prefetch_blocks * (std::int64_t(length) + 8));
         p_stream.seek(position + length + 4);
-        if (!stream::read_word<Swap>(p_stream, trailing)) break;
+        if (!stream::read_sparse_word<Swap>(p_stream, trailing)) break;
         done += length;
         position += std::int64_t(length) + 8;
     }
@@ -57,8 +66,11 @@ std::string Section::Type() const {
 
 bool Section::ReadHeader() {
     m_position = m_stream->tell();
-    m_data_position = m_position + 24;
     m_loaded = false;
+    // No file reaches this close to the largest position: no header can be read there, and
+    // the data position could not be counted.
+    if (m_position > std::numeric_limits<std::int64_t>::max() - 24) return false;
+    m_data_position = m_position + 24;
     char header[24];
     if (m_stream->read(header, sizeof header) < sizeof header) return false;
     std::memcpy(m_raw_header, header, sizeof header);

@@ -54,6 +54,11 @@ class Section {
     void CountBits(TBitCounts& p_counts);
     void ReadToIntRecord(TCoordsRecord& p_record);
 
+    // The number of items a range of p_count items from item p_start on delivers (a negative
+    // p_count: the rest of the section). Throws "Requested items exceed section items count"
+    // when the range reaches past the section's last item; the stream does not move. A negative
+    // p_start is no error here: the range then begins with what precedes the data.
+    std::int64_t RangeCount(std::int32_t p_start, std::int32_t p_count) const;
     // Refuses, before anything is allocated, a list of p_items items of this section that the
     // rest of the file could not fill.
     void CheckListFits(std::int64_t p_items) const;

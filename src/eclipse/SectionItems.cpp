@@ -22,10 +22,6 @@ void complain_letter(char p_letter) {
     std::fputc('\n', stderr);
 }
 
-[[noreturn]] void throw_zero_skip() {
-    throw std::runtime_error("A skip of 0 cannot stride beyond the first block of the range");
-}
-
 [[noreturn]] void throw_pack_size() {
     throw std::runtime_error("Wrong pack size reading char section items");
 }
@@ -126,7 +122,7 @@ void text_loop(stream::FileStream& p_stream, std::int32_t p_count, TListCursor& 
 // The range loop over text items: the first block as for numbers, then whole blocks until the
 // count is reached; the list refuses what lies past its end.
 template <bool Swap>
-void text_range_loop(stream::FileStream& p_stream, std::int32_t p_start, std::int32_t p_count,
+void text_range_loop(stream::FileStream& p_stream, std::int64_t p_start, std::int64_t p_count,
                      TListCursor& p_cursor) {
     std::int64_t delivered = range_head<Swap>(
         p_stream, p_start, p_count, 8,
@@ -168,13 +164,13 @@ void whole_numeric(Section& p_section, Args&... p_args) {
 
 // The range loop for the sink SinkOf<Kind> made of p_args.
 template <template <class> class SinkOf, class... Args>
-void range_numeric(Section& p_section, std::int32_t p_start, std::int32_t p_count,
+void range_numeric(Section& p_section, std::int64_t p_start, std::int64_t p_count,
                    std::int32_t p_skip, Args&... p_args) {
     numeric<SinkOf>(
         p_section,
         [&](auto p_kind, auto p_swap, auto& p_sink) {
-            range_loop<decltype(p_kind), decltype(p_swap)::value>(
-                p_section.stream(), p_start, p_count, p_skip, p_sink, throw_zero_skip);
+            range_loop<decltype(p_kind), decltype(p_swap)::value>(p_section.stream(), p_start,
+                                                                  p_count, p_skip, p_sink);
         },
         p_args...);
 }
@@ -232,31 +228,24 @@ void Section::ListAll(TListCursor& p_cursor) {
     whole_numeric<ListSink>(*this, p_cursor);
 }
 
-namespace {
-
-// The count of a range: a negative one means the rest of the section. The range must lie inside
-// the section; this is checked before the stream moves.
-std::int32_t range_count(std::int32_t p_start, std::int32_t p_count, std::int32_t p_items) {
-    if (p_start < 0) throw std::runtime_error("Requested items start before the section");
-    const std::int64_t count = p_count < 0 ? std::int64_t(p_items) - p_start : p_count;
-    if (std::int64_t(p_start) + count > p_items) {
+std::int64_t Section::RangeCount(std::int32_t p_start, std::int32_t p_count) const {
+    const std::int64_t count = p_count < 0 ? std::int64_t(m_count) - p_start : p_count;
+    if (std::int64_t(p_start) + count > m_count) {
         throw std::runtime_error("Requested items exceed section items count");
     }
-    return static_cast<std::int32_t>(count);
+    return count;
 }
-
-}  // namespace
 
 void Section::FeedRange(ArrayFeeder& p_feeder, std::int32_t p_start, std::int32_t p_count,
                         std::int32_t p_skip) {
-    const std::int32_t count = range_count(p_start, p_count, m_count);
+    const std::int64_t count = RangeCount(p_start, p_count);
     BeginLoad();
     range_numeric<FeederSink>(*this, p_start, count, p_skip, p_feeder);
 }
 
 void Section::ListRange(TListCursor& p_cursor, std::int32_t p_start, std::int32_t p_count,
                         std::int32_t p_skip) {
-    const std::int32_t count = range_count(p_start, p_count, m_count);
+    const std::int64_t count = RangeCount(p_start, p_count);
     BeginLoad();
     if (letter() == 'C') {
         stream::with_byte_order(m_swap, [&](auto p_swap) {

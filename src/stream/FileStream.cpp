@@ -56,11 +56,28 @@ void FileStream::refill(std::size_t p_min) {
                               m_base + static_cast<std::int64_t>(unread));
 }
 
+std::size_t FileStream::read_sparse(void* p_out, std::size_t p_size) {
+    if (m_fill - m_cursor >= p_size) {
+        std::memcpy(p_out, m_storage.get() + m_cursor, p_size);
+        m_cursor += p_size;
+        return p_size;
+    }
+    const std::int64_t position = tell();
+    const std::size_t done = position < 0 ? 0 : m_mapped.read_at(*m_file, p_out, p_size, position);
+    // The buffer no longer stands at the position: it is emptied, as by a seek.
+    m_base = position + static_cast<std::int64_t>(done);
+    m_cursor = 0;
+    m_fill = 0;
+    m_chunk = min_chunk;
+    return done;
+}
+
 std::int64_t FileStream::remaining() const {
     return std::max<std::int64_t>(0, m_file->size() - tell());
 }
 
 void FileStream::relax() {
+    m_mapped.unmap();
     if (m_capacity <= 64 * 1024) return;
     m_base = tell();
     m_cursor = 0;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <type_traits>
 
+#include "stream/MappedWindow.h"
 #include "stream/SharedFile.h"
 
 namespace kelvara::stream {
@@ -33,9 +34,17 @@ class FileStream {
     }
     void consume(std::size_t p_size) { m_cursor += p_size; }
 
+    // Reads up to p_size bytes at the position, fewer only at the end of the file, without
+    // filling the buffer: bytes that the buffer holds come from it, others from a mapped view of
+    // the file. Meant for the few bytes a walk reads between long jumps.
+    std::size_t read_sparse(void* p_out, std::size_t p_size);
+
+    // A hint that read_sparse will soon read at p_position.
+    void prefetch_sparse(std::int64_t p_position) const { m_mapped.prefetch(p_position); }
+
     // Bytes of the file behind the position; 0 at or past the end.
     std::int64_t remaining() const;
-    // Gives a large buffer back; called when a bulk read is over.
+    // Gives a large buffer and the mapped view back; called when a host call is over.
     void relax();
 
     const std::shared_ptr<SharedFile>& file() const { return m_file; }
@@ -53,7 +62,19 @@ class FileStream {
     std::int64_t m_base;       // file offset of m_storage[0]
     std::size_t m_cursor = 0;  // position inside the buffer
     std::size_t m_fill = 0;    // valid bytes in the buffer
+    MappedWindow m_mapped;     // the view of read_sparse
 };
+
+// The signed word of 4 bytes in file order, reversed when Swap is set.
+template <bool Swap>
+inline std::int32_t word_of(const void* p_bytes) {
+    std::uint32_t raw;
+    std::memcpy(&raw, p_bytes, 4);
+    if (Swap) raw = __builtin_bswap32(raw);
+    std::int32_t word;
+    std::memcpy(&word, &raw, 4);
+    return word;
+}
 
 // Reads one 4-byte word, reversed when Swap is set; false at the end of the file.
 template <bool Swap>
@@ -61,11 +82,17 @@ inline bool read_word(FileStream& p_stream, std::int32_t& p_word) {
     std::size_t avail;
     const char* data = p_stream.window(4, avail);
     if (avail < 4) return false;
-    std::uint32_t raw;
-    std::memcpy(&raw, data, 4);
-    if (Swap) raw = __builtin_bswap32(raw);
-    std::memcpy(&p_word, &raw, 4);
+    p_word = word_of<Swap>(data);
     p_stream.consume(4);
+    return true;
+}
+
+// Reads one 4-byte word by read_sparse, reversed when Swap is set; false at the end of the file.
+template <bool Swap>
+inline bool read_sparse_word(FileStream& p_stream, std::int32_t& p_word) {
+    char bytes[4];
+    if (p_stream.read_sparse(bytes, 4) < 4) return false;
+    p_word = word_of<Swap>(bytes);
     return true;
 }
 

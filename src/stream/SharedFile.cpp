@@ -40,6 +40,9 @@ std::shared_ptr<SharedFile> SharedFile::for_descriptor(int p_fd) {
     if (flags != -1 && (flags & O_ACCMODE) == O_WRONLY) {
         throw std::runtime_error("File object is not open for reading");
     }
+    // Only a regular file has an end and positions to read at: a device or a pipe could feed
+    // a walk for ever, or not at all.
+    if (!S_ISREG(info.st_mode)) throw std::runtime_error("File object is not a regular file");
     const KeyPair key{static_cast<unsigned long long>(info.st_dev),
                       static_cast<unsigned long long>(info.st_ino)};
     Registry& reg = registry();

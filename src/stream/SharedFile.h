@@ -13,7 +13,7 @@ class SharedFile {
   public:
     // The shared descriptor of the file behind p_fd, made by duplicating p_fd when no live one
     // exists for that file. Throws std::system_error when p_fd cannot be inspected or duplicated,
-    // and std::runtime_error when it is not open for reading.
+    // and std::runtime_error when it is not open for reading or not a regular file.
     static std::shared_ptr<SharedFile> for_descriptor(int p_fd);
 
     ~SharedFile();

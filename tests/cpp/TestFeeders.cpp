@@ -113,3 +113,52 @@ TEST(CompleteCornersBuilder, RefusesExtentsWhoseProductOverflows) {
     EXPECT_THROW(CompleteCornersBuilder(std::size_t(1) << 40, std::size_t(1) << 20, 1 << 10),
                  std::length_error);
 }
+
+TEST(ArrayFeeder, SmallFeederReservesLittleAndGrowsWithTheData) {
+    ArrayFeeder empty;
+    EXPECT_EQ(empty.reserved_bytes(), 0u);
+    ArrayFeeder one;
+    one.InsertNextValue(2.5);
+    EXPECT_LE(one.reserved_bytes(), 128u);
+    ArrayFeeder many;
+    for (int i = 0; i < 300; ++i) many.InsertNextValue(i);
+    EXPECT_LE(many.reserved_bytes(), 2 * 300 * sizeof(double));
+}
+
+TEST(ArrayFeeder, TakeValuesHandsOverWithoutACopyAndLeavesItEmpty) {
+    ArrayFeeder feeder;
+    const std::size_t n = 300000;
+    for (std::size_t i = 0; i < n; ++i) feeder.InsertNextValue(double(i));
+    auto values = feeder.take_values();
+    ASSERT_EQ(values.size(), n);
+    for (std::size_t i = 0; i < n; ++i) ASSERT_EQ(values.data()[i], double(i));
+    EXPECT_EQ(feeder.size(), 0u);
+    EXPECT_EQ(feeder.reserved_bytes(), 0u);
+    feeder.InsertNextValue(1.0);
+    EXPECT_EQ(values_of(feeder), (std::vector<double>{1.0}));
+}
+
+TEST(Array1DBuilder, SmallBuilderReservesLittle) {
+    TOstrelArray1DBuilder<float> empty;
+    EXPECT_EQ(empty.reserved_bytes(), 0u);
+    TOstrelArray1DBuilder<float> one;
+    one.InsertNextValue(1.0);
+    EXPECT_LE(one.reserved_bytes(), 256u);
+    TOstrelArray1DBuilder<int> indexed;
+    indexed.SetValueAt(0, 4.0);
+    EXPECT_LE(indexed.reserved_bytes(), 128u);
+}
+
+TEST(Array1DBuilder, TakeValuesFlushesHandsOverAndResetsTheCursor) {
+    TOstrelArray1DBuilder<int> builder(2, -1);
+    builder.SetValueAt(4, 9.0);
+    builder.InsertNextValue(7.9);
+    auto values = builder.take_values();
+    ASSERT_EQ(values.size(), 5u);
+    EXPECT_EQ(std::vector<int>(values.data(), values.data() + 5),
+              (std::vector<int>{7, -1, -1, -1, 9}));
+    EXPECT_EQ(builder.size(), 0u);
+    EXPECT_EQ(builder.append_cursor(), 0u);
+    builder.AppendValue(3.0);
+    EXPECT_EQ(values_of(builder), (std::vector<int>{3}));
+}

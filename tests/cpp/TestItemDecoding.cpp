@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -137,6 +139,109 @@ TEST_P(ItemDecoding, RefusedLetterComplainsAndDeliversNothing) {
     section.FeedAll(feeder);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid Feed section type:M\n");
     EXPECT_EQ(feeder.size(), 0u);
+}
+
+TEST_P(ItemDecoding, RefusedLetterComplaintOfEveryNumericOperation) {
+    EclWriter writer(GetParam());
+    writer.header("C", 2, "CHAR").text_block("AB      CD      ");
+    writer.section("N", "INTE", std::vector<std::int32_t>{1});
+    Section section(writer.open());
+    ArrayFeeder bit0, bit1;
+    TBitCounts counts;
+    TCoordsRecord record;
+    const std::vector<std::function<void()>> operations{
+        [&] { section.FeedBit0(bit0); }, [&] { section.FeedBit1(bit1); },
+        [&] { section.CountBits(counts); }, [&] { section.ReadToIntRecord(record); }};
+    for (const auto& operation : operations) {
+        testing::internal::CaptureStderr();
+        operation();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid Feed section type:C\n");
+    }
+    EXPECT_EQ(bit0.size() + bit1.size(), 0u);
+    EXPECT_EQ(counts.bit0 + counts.bit1, 0u);
+    EXPECT_EQ(record.cursor, 0u);
+    // Each operation set the loaded state and left the stream at the data.
+    EXPECT_TRUE(section.loaded());
+    EXPECT_EQ(section.stream().tell(), section.data_position());
+}
+
+TEST_P(ItemDecoding, WrongPackSizeKeepsWhatWasDeliveredAndTheLoadedState) {
+    EclWriter writer(GetParam());
+    writer.header("C", 4, "CHAR").text_block("ONE     TWO     ").text_block("THREE   FOUR");
+    writer.section("N", "INTE", std::vector<std::int32_t>{1});
+    Section section(writer.open());
+    RecordingList list;
+    try {
+        section.ListAll(list);
+        FAIL() << "no exception";
+    } catch (const std::runtime_error& p_error) {
+        EXPECT_STREQ(p_error.what(), "Wrong pack size reading char section items");
+    }
+    EXPECT_EQ(list.m_items, (std::vector<std::string>{"'ONE'", "'TWO'"}));
+    EXPECT_TRUE(section.loaded());
+    // The stream stands behind the second block's leading length.
+    EXPECT_EQ(section.stream().tell(), section.data_position() + 4 + 16 + 4 + 4);
+
+    // The range form tests later blocks too, with the same outcome.
+    RecordingList range;
+    EXPECT_THROW(section.ListRange(range, 1, 3, 1), std::runtime_error);
+    EXPECT_EQ(range.m_items, (std::vector<std::string>{"'TWO'"}));
+    EXPECT_TRUE(section.loaded());
+}
+
+TEST_P(ItemDecoding, FloatingItemsBeyondInt32TruncateToTheSmallestInteger) {
+    EclWriter writer(GetParam());
+    writer.section("COORDS", "DOUB",
+                   std::vector<double>{2147483647.9, -2147483648.9, 2147483648.0, -2.5e10, -7.9});
+    Section section(writer.open());
+    TCoordsRecord record;
+    section.ReadToIntRecord(record);
+    ASSERT_EQ(record.cursor, 5u);
+    EXPECT_EQ(record.values[0], 2147483647);
+    EXPECT_EQ(record.values[1], -2147483647 - 1);
+    EXPECT_EQ(record.values[2], -2147483647 - 1);
+    EXPECT_EQ(record.values[3], -2147483647 - 1);
+    EXPECT_EQ(record.values[4], -7);
+}
+
+TEST_P(ItemDecoding, RangeIsTestedAgainstTheSectionBeforeTheStreamMoves) {
+    EclWriter writer(GetParam());
+    writer.section("R", "INTE", std::vector<std::int32_t>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+    Section section(writer.open());
+    const std::int64_t before = section.stream().tell();
+    EXPECT_EQ(section.RangeCount(2, -1), 8);
+    EXPECT_EQ(section.RangeCount(-1, -1), 11);
+    EXPECT_EQ(section.RangeCount(10, 0), 0);
+    ArrayFeeder feeder;
+    try {
+        section.FeedRange(feeder, 0, 100, 1);
+        FAIL() << "no exception";
+    } catch (const std::runtime_error& p_error) {
+        EXPECT_STREQ(p_error.what(), "Requested items exceed section items count");
+    }
+    EXPECT_FALSE(section.loaded());
+    EXPECT_EQ(section.stream().tell(), before);
+    EXPECT_EQ(feeder.size(), 0u);
+}
+
+TEST_P(ItemDecoding, NegativeStartReadsWhatPrecedesTheDataUpToByteZero) {
+    EclWriter writer(GetParam());
+    writer.section("R", "INTE", std::vector<std::int32_t>{5, 6, 7});
+    Section section(writer.open());
+    ArrayFeeder feeder;
+    section.FeedRange(feeder, -1, 2, 1);
+    EXPECT_EQ(fed(feeder), (std::vector<double>{12, 5}));
+    ArrayFeeder marker;
+    section.FeedRange(marker, -7, 1, 1);
+    EXPECT_EQ(fed(marker), (std::vector<double>{16}));
+    ArrayFeeder none;
+    try {
+        section.FeedRange(none, -8, 1, 1);
+        FAIL() << "no exception";
+    } catch (const std::runtime_error& p_error) {
+        EXPECT_STREQ(p_error.what(), "Requested items start before the file");
+    }
+    EXPECT_EQ(none.size(), 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(ByteOrders, ItemDecoding, ::testing::Values(true, false),

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -73,4 +74,25 @@ TEST(Section, JumpItemsComplainsWhenTheBlocksOvershoot) {
     testing::internal::CaptureStderr();
     EXPECT_FALSE(cursor.Advance());
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error on JumpItems: 8 X 4\n");
+}
+
+TEST(Section, PositionsThatCannotHoldAHeaderFailAsHeaderReads) {
+    EclWriter writer;
+    writer.section("A", "INTE", std::vector<std::int32_t>{1, 2});
+    Section cursor(writer.open());
+    const std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+    for (std::int64_t position : {largest, largest - 23, largest - 24, largest - 25}) {
+        EXPECT_FALSE(cursor.GoTo(position));
+        EXPECT_EQ(cursor.Position(), position);
+        EXPECT_FALSE(cursor.loaded());
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(cursor.Advance());
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error on JumpItems: 0 X 8\n");
+        EXPECT_EQ(cursor.Name(), "A");
+    }
+    Section far(writer.open(), largest);
+    EXPECT_EQ(far.Position(), largest);
+    EXPECT_EQ(far.Name(), "");
+    EXPECT_TRUE(cursor.GoTo(0));
+    EXPECT_EQ(cursor.Size(), 2);
 }

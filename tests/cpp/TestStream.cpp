@@ -102,3 +102,42 @@ TEST(FileStream, StreamsOnOneFileKeepTheirOwnPositions) {
     EXPECT_EQ(second.tell(), 8);
     EXPECT_NE(std::string(a, 4), std::string(b, 4));
 }
+
+TEST(FileStream, SparseReadsComeFromTheBufferOrTheFilesPagesAcrossWindows) {
+    std::string path;
+    const std::size_t window = kelvara::stream::MappedWindow::window_bytes;
+    const std::size_t size = window + 4096 + 5;
+    const int fd = make_file(size, path);
+    auto stream = std::make_shared<FileStream>(SharedFile::for_descriptor(fd), 0);
+    ::close(fd);
+    ::unlink(path.c_str());
+    auto byte_at = [](std::size_t p_offset) { return static_cast<char>(p_offset % 251); };
+
+    char out[8];
+    // Inside the buffer after a buffered read.
+    ASSERT_EQ(stream->read(out, 2), 2u);
+    ASSERT_EQ(stream->read_sparse(out, 4), 4u);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(out[i], byte_at(2 + i));
+    EXPECT_EQ(stream->tell(), 6);
+    // Far away, and straddling the edge of the mapped window.
+    const std::int64_t edge = static_cast<std::int64_t>(window) - 3;
+    stream->seek(edge);
+    ASSERT_EQ(stream->read_sparse(out, 8), 8u);
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(out[i], byte_at(edge + i));
+    EXPECT_EQ(stream->tell(), edge + 8);
+    // A buffered read goes on from where the sparse one ended.
+    ASSERT_EQ(stream->read(out, 3), 3u);
+    EXPECT_EQ(out[0], byte_at(edge + 8));
+    // At the end of the file: fewer bytes, then none.
+    stream->seek(static_cast<std::int64_t>(size) - 2);
+    EXPECT_EQ(stream->read_sparse(out, 4), 2u);
+    EXPECT_EQ(out[1], byte_at(size - 1));
+    EXPECT_EQ(stream->read_sparse(out, 4), 0u);
+    stream->seek(static_cast<std::int64_t>(size) + 100);
+    EXPECT_EQ(stream->read_sparse(out, 4), 0u);
+    // Giving the view back changes nothing that can be read.
+    stream->relax();
+    stream->seek(12345);
+    ASSERT_EQ(stream->read_sparse(out, 1), 1u);
+    EXPECT_EQ(out[0], byte_at(12345));
+}

@@ -20,6 +20,31 @@ namespace {
 
 using namespace ostrel::builder;
 
+constexpr const char* kCopyDoc =
+    "With copy=True (the default) a NumPy copy of the values; with copy=False the values "
+    "themselves, handed over without a copy, and the feeder is left empty.";
+
+// A NumPy array over values taken out of a feeder; the array owns them from then on.
+template <class T>
+py::array_t<T> HandOver(ReleasedValues<T> p_values) {
+    if (p_values.size() == 0) return py::array_t<T>(0);
+    auto owner = std::make_unique<ReleasedValues<T>>(std::move(p_values));
+    py::capsule keeper(owner.get(),
+                       [](void* p_owner) { delete static_cast<ReleasedValues<T>*>(p_owner); });
+    ReleasedValues<T>& values = *owner.release();
+    return py::array_t<T>({static_cast<py::ssize_t>(values.size())}, {sizeof(T)}, values.data(),
+                          keeper);
+}
+
+// to_numpy(copy) of a feeder whose values can be copied out or taken out.
+template <class T, class Feeder>
+py::array_t<T> ToNumpy(Feeder& p_feeder, bool p_copy) {
+    if (!p_copy) return HandOver(p_feeder.take_values());
+    py::array_t<T> result(static_cast<py::ssize_t>(p_feeder.size()));
+    p_feeder.copy_to(result.mutable_data());
+    return result;
+}
+
 template <class T>
 void BindArray1DBuilder(py::module_& p_module, const char* p_name, const char* p_dtype) {
     using Builder = TOstrelArray1DBuilder<T>;
@@ -40,14 +65,10 @@ void BindArray1DBuilder(py::module_& p_module, const char* p_name, const char* p
         .def_property_readonly("fill", &Builder::Fill, "The fill value.")
         .def_property_readonly("cursor", &Builder::append_cursor, "The append cursor.")
         .def("__len__", &Builder::size)
-        .def(
-            "to_numpy",
-            [](const Builder& p_builder) {
-                py::array_t<T> result(static_cast<py::ssize_t>(p_builder.size()));
-                p_builder.copy_to(result.mutable_data());
-                return result;
-            },
-            (std::string("A NumPy copy of the values, dtype ") + p_dtype + ".").c_str());
+        .def("to_numpy", &ToNumpy<T, Builder>, py::arg("copy") = true,
+             (std::string("The values as a NumPy array, dtype ") + p_dtype + ". " + kCopyDoc +
+              " The append cursor then starts at 0 again.")
+                 .c_str());
 }
 
 template <class T>
@@ -100,14 +121,8 @@ void RegisterFeeders(py::module_& m) {
         .def("InsertNextValue", &ArrayFeeder::InsertNextValue, py::arg("value"),
              "Appends one value.")
         .def("__len__", &ArrayFeeder::size)
-        .def(
-            "to_numpy",
-            [](const ArrayFeeder& p_feeder) {
-                py::array_t<double> result(static_cast<py::ssize_t>(p_feeder.size()));
-                p_feeder.copy_to(result.mutable_data());
-                return result;
-            },
-            "A NumPy copy of the values, dtype float64.");
+        .def("to_numpy", &ToNumpy<double, ArrayFeeder>, py::arg("copy") = true,
+             (std::string("The values as a NumPy array, dtype float64. ") + kCopyDoc).c_str());
 
     BindArray1DBuilder<float>(m, "Array1DBuilderFloat", "float32");
     BindArray1DBuilder<double>(m, "Array1DBuilderDouble", "float64");

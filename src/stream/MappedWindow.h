@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kelvara::stream {
+
+class SharedFile;
+
+// A read-only view of one stretch of a file, mapped into memory, that moves along as reads ask
+// for other stretches. A walk that looks at a few bytes between long jumps (the length words of
+// blocks) reads them from the file's pages this way: no system call and no copy of the bytes in
+// between, where a buffered read would fetch a page for every word. When the file cannot be
+// mapped, reads go to the file directly instead.
+class MappedWindow {
+  public:
+    MappedWindow() = default;
+    ~MappedWindow() { unmap(); }
+    MappedWindow(const MappedWindow&) = delete;
+    MappedWindow& operator=(const MappedWindow&) = delete;
+
+    // Reads up to p_size bytes at p_offset of p_file; fewer only at the end of the file.
+    std::size_t read_at(const SharedFile& p_file, void* p_out, std::size_t p_size,
+                        std::int64_t p_offset);
+    // Asks the processor to fetch the byte at p_offset ahead of a read there, when the present
+    // window holds it; a hint only, which costs no fault and no system call.
+    void prefetch(std::int64_t p_offset) const {
+        if (m_data != nullptr && p_offset >= m_offset &&
+            p_offset < m_offset + static_cast<std::int64_t>(m_length)) {
+            __builtin_prefetch(m_data + (p_offset - m_offset));
+        }
+    }
+    // Gives the mapping back.
+    void unmap();
+
+    static constexpr std::size_t window_bytes = std::size_t(32) << 20;
+
+  private:
+    // Maps the window that holds p_offset; false when the offset lies at or past the end of the
+    // file or the file cannot be mapped.
+    bool map(const SharedFile& p_file, std::int64_t p_offset);
+
+    const char* m_data = nullptr;
+    std::int64_t m_offset = 0;  // file offset of m_data[0]
+    std::size_t m_length = 0;
+};
+
+}  // namespace kelvara::stream
