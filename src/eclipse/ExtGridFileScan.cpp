@@ -5,6 +5,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/pattern/Contract.h"
@@ -47,6 +48,7 @@ TGridFileMap BuildExtGridMap(const std::shared_ptr<stream::FileStream>& p_stream
             if (name == "FILEHEAD") {
                 const auto items = ReadIntItems(cursor);
                 loaded = true;
+                if (EndedInside(cursor, items->size())) break;
                 dualMode = Item(*items, 5, "FILEHEAD item index out of range");
             }
             map.fileSections.push_back(cursor.Data());
@@ -54,12 +56,15 @@ TGridFileMap BuildExtGridMap(const std::shared_ptr<stream::FileStream>& p_stream
             currentName.clear();
             currentGrid = nullptr;
         } else if (name == "LGR") {
-            currentName = LgrName(cursor);
+            const auto lgrName = LgrName(cursor);
             loaded = true;
+            if (!lgrName) break;
+            currentName = *lgrName;
             currentGrid = &OpenGrid(map, currentName);
         } else if (name == "GRIDHEAD") {
             const auto items = ReadIntItems(cursor);
             loaded = true;
+            if (EndedInside(cursor, items->size())) break;
             const std::int32_t id = Item(*items, 4, "GRIDHEAD item index out of range");
             dimsById[id] = {Item(*items, 1, "GRIDHEAD item index out of range"),
                             Item(*items, 2, "GRIDHEAD item index out of range"),
@@ -73,6 +78,7 @@ TGridFileMap BuildExtGridMap(const std::shared_ptr<stream::FileStream>& p_stream
         } else if (name == "NNCHEAD") {
             const auto items = ReadIntItems(cursor);
             loaded = true;
+            if (EndedInside(cursor, items->size())) break;
             const std::int32_t id = Item(*items, 1, "NNCHEAD item index out of range");
             const auto named = namesById.find(id);
             OSTREL_CHECK_CONTRACT(named != namesById.end(),
@@ -86,11 +92,13 @@ TGridFileMap BuildExtGridMap(const std::shared_ptr<stream::FileStream>& p_stream
             RequireGrid(currentGrid, cursor).sections.push_back(cursor.Data());
             LoadNNCList(cursor, nnc1);
             loaded = true;
+            if (EndedInside(cursor, nnc1.size())) break;
         } else if (name == "NNC2" && dualMode > 0) {
             TGridSections& grid = RequireGrid(currentGrid, cursor);
             grid.sections.push_back(cursor.Data());
             LoadNNCList(cursor, nnc2);
             loaded = true;
+            if (EndedInside(cursor, nnc2.size())) break;
             if (nncDims == nullptr) ThrowNoNNCHead(cursor);
             ClassifyDualNNC(*nncDims, grid, nnc1, nnc2, dualMode);
         } else if (name == "NNCL") {
@@ -98,8 +106,10 @@ TGridFileMap BuildExtGridMap(const std::shared_ptr<stream::FileStream>& p_stream
             grid.sections.push_back(cursor.Data());
             if (dualMode > 1) {
                 if (nncDims == nullptr) ThrowNoNNCHead(cursor);
-                ClassifyExternalNNC(*nncDims, grid, ReadIntItems(cursor));
+                auto items = ReadIntItems(cursor);
                 loaded = true;
+                if (EndedInside(cursor, items->size())) break;
+                ClassifyExternalNNC(*nncDims, grid, std::move(items));
             } else {
                 // Every external connection counts as fracture, also in a single-porosity file.
                 grid.MatrixExternalNNCSize = 0;

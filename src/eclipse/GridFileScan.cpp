@@ -46,6 +46,7 @@ TGridFileMap BuildGridMap(const std::shared_ptr<stream::FileStream>& p_stream,
         } else if (name == "DIMENS" && currentName == "Main Grid") {
             const auto items = ReadIntItems(cursor);
             loaded = true;
+            if (EndedInside(cursor, items->size())) break;
             dimsByIndex.push_back(
                 {Item(*items, 0, "DIMENS item index out of range"),
                  Item(*items, 1, "DIMENS item index out of range"),
@@ -53,12 +54,15 @@ TGridFileMap BuildGridMap(const std::shared_ptr<stream::FileStream>& p_stream,
             currentGrid = &OpenGrid(map, currentName);
             currentGrid->sections.push_back(cursor.Data());
         } else if (name == "LGR") {
-            currentName = LgrName(cursor);
+            const auto lgrName = LgrName(cursor);
             loaded = true;
+            if (!lgrName) break;
+            currentName = *lgrName;
             currentGrid = &OpenGrid(map, currentName);
         } else if (name == "LGRILG") {
             const auto items = ReadIntItems(cursor);
             loaded = true;
+            if (EndedInside(cursor, items->size())) break;
             dimsByIndex.push_back(
                 {Item(*items, 8, "LGRILG item index out of range"),
                  Item(*items, 9, "LGRILG item index out of range"),
@@ -67,6 +71,7 @@ TGridFileMap BuildGridMap(const std::shared_ptr<stream::FileStream>& p_stream,
         } else if (name == "NNCHEAD") {
             const auto items = ReadIntItems(cursor);
             loaded = true;
+            if (EndedInside(cursor, items->size())) break;
             const std::int32_t index = Item(*items, 1, "NNCHEAD item index out of range");
             const auto ordinal = static_cast<std::size_t>(static_cast<std::uint32_t>(index));
             OSTREL_CHECK_CONTRACT(index >= 0 && ordinal < map.gridNames.size(),
@@ -82,11 +87,13 @@ TGridFileMap BuildGridMap(const std::shared_ptr<stream::FileStream>& p_stream,
             RequireGrid(currentGrid, cursor).sections.push_back(cursor.Data());
             LoadNNCList(cursor, nnc1);
             loaded = true;
+            if (EndedInside(cursor, nnc1.size())) break;
         } else if (name == "NNC2" && p_dualMode > 0) {
             TGridSections& grid = RequireGrid(currentGrid, cursor);
             grid.sections.push_back(cursor.Data());
             LoadNNCList(cursor, nnc2);
             loaded = true;
+            if (EndedInside(cursor, nnc2.size())) break;
             if (!nncIndex) ThrowNoNNCHead(cursor);
             ClassifyDualNNC(dimsByIndex[*nncIndex], grid, nnc1, nnc2, p_dualMode);
         } else if (name != "COORDS" && name != "CORNERS") {

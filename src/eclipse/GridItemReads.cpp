@@ -1,5 +1,6 @@
 #include "eclipse/GridItemReads.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 
@@ -61,12 +62,19 @@ std::shared_ptr<std::vector<std::string>> ReadStringItems(Section& p_section) {
         throw std::runtime_error("Section \"" + p_section.Name() + "\" of type " +
                                  p_section.Type() + " holds no grid names");
     }
-    p_section.CheckListFits(p_section.Size());
     auto texts = std::make_shared<std::vector<std::string>>();
-    if (p_section.Size() > 0) texts->reserve(static_cast<std::size_t>(p_section.Size()));
+    texts->reserve(ReservableItems(p_section));
     TextCollector collector(*texts);
     p_section.ListAll(collector);
     return texts;
+}
+
+std::size_t ReservableItems(Section& p_section) {
+    if (p_section.Size() <= 0) return 0;
+    const std::int64_t item_bytes = p_section.item_size() > 0 ? p_section.item_size() : 1;
+    const std::int64_t room = p_section.stream().file()->size() - p_section.data_position();
+    return static_cast<std::size_t>(
+        std::max<std::int64_t>(0, std::min<std::int64_t>(p_section.Size(), room / item_bytes)));
 }
 
 }  // namespace kelvara::eclipse

@@ -24,4 +24,8 @@ std::shared_ptr<std::vector<std::int32_t>> ReadIntItems(Section& p_section);
 // throws as well, since it holds no names.
 std::shared_ptr<std::vector<std::string>> ReadStringItems(Section& p_section);
 
+// The room to reserve for the items of the section: its count, but never more than the rest of
+// the file could fill, so that a cut file or a wrong count costs no allocation of its own.
+std::size_t ReservableItems(Section& p_section);
+
 }  // namespace kelvara::eclipse

@@ -1,5 +1,6 @@
 #include "eclipse/GridScanSteps.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "core/pattern/Contract.h"
@@ -51,13 +52,20 @@ void ThrowNoNNCHead(const Section& p_cursor) {
 
 void LoadNNCList(Section& p_cursor, std::vector<std::int32_t>& p_list) {
     p_list.clear();
-    p_cursor.CheckListFits(p_cursor.Size());
-    if (p_cursor.Size() > 0) p_list.reserve(static_cast<std::size_t>(p_cursor.Size()));
+    p_list.reserve(ReservableItems(p_cursor));
     AppendIntItems(p_cursor, p_list);
 }
 
-std::string LgrName(Section& p_cursor) {
+bool EndedInside(Section& p_cursor, std::size_t p_items) {
+    const auto count = static_cast<std::size_t>(std::max<std::int32_t>(p_cursor.Size(), 0));
+    // A load stops early only where the rest of the file holds no whole length word or item:
+    // fewer than 8 bytes.
+    return p_items < count && p_cursor.stream().remaining() < 8;
+}
+
+std::optional<std::string> LgrName(Section& p_cursor) {
     const auto names = ReadStringItems(p_cursor);
+    if (EndedInside(p_cursor, names->size())) return std::nullopt;
     OSTREL_CHECK_CONTRACT(!names->empty(), "LGR item index out of range");
     return names->front();
 }

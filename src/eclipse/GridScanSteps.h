@@ -4,6 +4,7 @@
 // loads and the step to the next section.
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,12 +29,16 @@ TGridSections& RequireGrid(TGridSections* p_grid, const Section& p_cursor);
 // RuntimeError for an NNC list that needs the dimensions of an NNCHEAD that did not come.
 [[noreturn]] void ThrowNoNNCHead(const Section& p_cursor);
 
-// Empties p_list, reserves it to the section's count (refused when the file cannot hold that
-// many) and loads the items into it.
+// Empties p_list, reserves it to the section's count (or to what the rest of the file can hold,
+// when that is less) and loads the items into it.
 void LoadNNCList(Section& p_cursor, std::vector<std::int32_t>& p_list);
 
-// The first grid name of an LGR section.
-std::string LgrName(Section& p_cursor);
+// True when the file ended inside the section's data, so that fewer than its count of items
+// arrived: the scan ends there with what it has.
+bool EndedInside(Section& p_cursor, std::size_t p_items);
+
+// The first grid name of an LGR section; none when the file ended inside the section.
+std::optional<std::string> LgrName(Section& p_cursor);
 
 // Moves to the next header: over the blocks unless the section's items were loaded, in which
 // case the stream stands at the next header already. False at the end of the scan.
