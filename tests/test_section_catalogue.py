@@ -171,3 +171,16 @@ def test_add_needs_a_record():
 def test_section_info_cannot_be_made_without_its_fields():
     with pytest.raises(TypeError):
         eclipse.SectionInfo()
+
+
+def test_static_methods_are_defined_in_the_order_of_the_scope():
+    order = ["MapFileSections", "MapExtGridFileSections", "MapGridFileSections",
+             "ReadGridCornersSections", "ReadGridActnumSections", "ReadGridHostnumSections",
+             "DpDkExtGridActiveCellsCount", "ReadGridDpDkActnumSections",
+             "ReadExtGridDpDkActnumSections"]
+    names = list(vars(eclipse))
+    for name in order:
+        assert isinstance(vars(eclipse)[name], staticmethod), name
+    assert [n for n in names if n in order] == order
+    # The classes come before the static methods.
+    assert names.index("SPECInfo") < names.index("MapFileSections")
