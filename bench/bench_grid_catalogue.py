@@ -30,13 +30,16 @@ from __future__ import annotations
 import argparse
 import json
 import os
-import resource
 import statistics
 import struct
 import subprocess
 import sys
 import time
 from pathlib import Path
+
+# The measuring helpers of the feed benchmark beside this script.
+sys.path.insert(0, str(Path(__file__).resolve().parent))
+from bench_load_to_feeder import current_rss_kib, max_rss_kib, warm_page_cache  # noqa: E402
 
 MIB = 1 << 20
 NX, NY, NZ = 300, 300, 100
@@ -157,27 +160,8 @@ def write_grid(path: Path) -> int:
     return len(dimens)
 
 
-def warm_page_cache(path: Path) -> None:
-    with open(path, "rb", buffering=0) as f:
-        buf = bytearray(8 * MIB)
-        while f.readinto(buf):
-            pass
-
-
 # --------------------------------------------------------------------------------------------
 # The child runs
-
-
-def current_rss_kib() -> int:
-    with open("/proc/self/status") as f:
-        for line in f:
-            if line.startswith("VmRSS:"):
-                return int(line.split()[1])
-    raise RuntimeError("no VmRSS in /proc/self/status")
-
-
-def max_rss_kib() -> int:
-    return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
 
 
 def timed(call) -> dict:

@@ -19,10 +19,8 @@ namespace kelvara::eclipse {
 
 namespace {
 
-bool IsExtFileLevel(const std::string& p_name) {
-    return p_name == "FILEHEAD" || p_name == "MAPUNITS" || p_name == "MAPAXES" ||
-           p_name == "GRIDUNIT";
-}
+// Sections of the file as a whole, wherever they stand.
+const char* const kExtFileLevel[4] = {"FILEHEAD", "MAPUNITS", "MAPAXES", "GRIDUNIT"};
 
 }  // namespace
 
@@ -33,7 +31,7 @@ TGridFileMap BuildExtGridMap(const std::shared_ptr<stream::FileStream>& p_stream
     TGridSections* currentGrid = nullptr;
     // The dimensions of the grid that the last NNCHEAD named; map entries do not move.
     const TGridDims* nncDims = nullptr;
-    std::vector<std::int32_t> nnc1, nnc2;
+    TNNCLists lists;
     std::map<std::int32_t, TGridDims> dimsById;
     std::map<std::int32_t, std::string> namesById;
     // Until FILEHEAD tells otherwise, the file is taken as single porosity.
@@ -44,7 +42,7 @@ TGridFileMap BuildExtGridMap(const std::shared_ptr<stream::FileStream>& p_stream
     do {
         const std::string& name = cursor.Name();
         bool loaded = false;
-        if (IsExtFileLevel(name)) {
+        if (IsOneOf(name, kExtFileLevel)) {
             if (name == "FILEHEAD") {
                 const auto items = ReadIntItems(cursor);
                 loaded = true;
@@ -56,11 +54,8 @@ TGridFileMap BuildExtGridMap(const std::shared_ptr<stream::FileStream>& p_stream
             currentName.clear();
             currentGrid = nullptr;
         } else if (name == "LGR") {
-            const auto lgrName = LgrName(cursor);
             loaded = true;
-            if (!lgrName) break;
-            currentName = *lgrName;
-            currentGrid = &OpenGrid(map, currentName);
+            if (!TakeLgr(cursor, map, currentName, currentGrid)) break;
         } else if (name == "GRIDHEAD") {
             const auto items = ReadIntItems(cursor);
             loaded = true;
@@ -89,18 +84,11 @@ TGridFileMap BuildExtGridMap(const std::shared_ptr<stream::FileStream>& p_stream
             currentGrid->FaultNNCSize = Item(*items, 0, "NNCHEAD item index out of range");
             currentGrid->sections.push_back(cursor.Data());
         } else if (name == "NNC1" && dualMode > 0) {
-            RequireGrid(currentGrid, cursor).sections.push_back(cursor.Data());
-            LoadNNCList(cursor, nnc1);
             loaded = true;
-            if (EndedInside(cursor, nnc1.size())) break;
+            if (!TakeNNC1(cursor, currentGrid, lists)) break;
         } else if (name == "NNC2" && dualMode > 0) {
-            TGridSections& grid = RequireGrid(currentGrid, cursor);
-            grid.sections.push_back(cursor.Data());
-            LoadNNCList(cursor, nnc2);
             loaded = true;
-            if (EndedInside(cursor, nnc2.size())) break;
-            if (nncDims == nullptr) ThrowNoNNCHead(cursor);
-            ClassifyDualNNC(*nncDims, grid, nnc1, nnc2, dualMode);
+            if (!TakeNNC2(cursor, currentGrid, lists, nncDims, dualMode)) break;
         } else if (name == "NNCL") {
             TGridSections& grid = RequireGrid(currentGrid, cursor);
             grid.sections.push_back(cursor.Data());

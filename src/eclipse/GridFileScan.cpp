@@ -10,17 +10,14 @@
 #include "core/pattern/Contract.h"
 #include "eclipse/GridItemReads.h"
 #include "eclipse/GridScanSteps.h"
-#include "eclipse/NNCClassification.h"
 #include "eclipse/Section.h"
 
 namespace kelvara::eclipse {
 
 namespace {
 
-bool IsPlainFileLevel(const std::string& p_name) {
-    return p_name == "BOXORIG" || p_name == "MAPAXES" || p_name == "MAPUNITS" ||
-           p_name == "GRIDUNIT";
-}
+// Sections of the file as a whole, wherever they stand.
+const char* const kPlainFileLevel[4] = {"BOXORIG", "MAPAXES", "MAPUNITS", "GRIDUNIT"};
 
 }  // namespace
 
@@ -32,7 +29,7 @@ TGridFileMap BuildGridMap(const std::shared_ptr<stream::FileStream>& p_stream,
     TGridSections* currentGrid = nullptr;
     // The ordinal that the last NNCHEAD named, into dimsByIndex.
     std::optional<std::size_t> nncIndex;
-    std::vector<std::int32_t> nnc1, nnc2;
+    TNNCLists lists;
     std::vector<TGridDims> dimsByIndex;
     const std::int32_t layerDivisor = p_dualMode > 0 ? 2 : 1;
 
@@ -41,7 +38,7 @@ TGridFileMap BuildGridMap(const std::shared_ptr<stream::FileStream>& p_stream,
     do {
         const std::string& name = cursor.Name();
         bool loaded = false;
-        if (IsPlainFileLevel(name)) {
+        if (IsOneOf(name, kPlainFileLevel)) {
             map.fileSections.push_back(cursor.Data());
         } else if (name == "DIMENS" && currentName == "Main Grid") {
             const auto items = ReadIntItems(cursor);
@@ -54,11 +51,8 @@ TGridFileMap BuildGridMap(const std::shared_ptr<stream::FileStream>& p_stream,
             currentGrid = &OpenGrid(map, currentName);
             currentGrid->sections.push_back(cursor.Data());
         } else if (name == "LGR") {
-            const auto lgrName = LgrName(cursor);
             loaded = true;
-            if (!lgrName) break;
-            currentName = *lgrName;
-            currentGrid = &OpenGrid(map, currentName);
+            if (!TakeLgr(cursor, map, currentName, currentGrid)) break;
         } else if (name == "LGRILG") {
             const auto items = ReadIntItems(cursor);
             loaded = true;
@@ -84,18 +78,12 @@ TGridFileMap BuildGridMap(const std::shared_ptr<stream::FileStream>& p_stream,
                                   "NNCHEAD grid index out of range of the grid dimensions");
             nncIndex = ordinal;
         } else if (name == "NNC1" && p_dualMode > 0) {
-            RequireGrid(currentGrid, cursor).sections.push_back(cursor.Data());
-            LoadNNCList(cursor, nnc1);
             loaded = true;
-            if (EndedInside(cursor, nnc1.size())) break;
+            if (!TakeNNC1(cursor, currentGrid, lists)) break;
         } else if (name == "NNC2" && p_dualMode > 0) {
-            TGridSections& grid = RequireGrid(currentGrid, cursor);
-            grid.sections.push_back(cursor.Data());
-            LoadNNCList(cursor, nnc2);
             loaded = true;
-            if (EndedInside(cursor, nnc2.size())) break;
-            if (!nncIndex) ThrowNoNNCHead(cursor);
-            ClassifyDualNNC(dimsByIndex[*nncIndex], grid, nnc1, nnc2, p_dualMode);
+            const TGridDims* dims = nncIndex ? &dimsByIndex[*nncIndex] : nullptr;
+            if (!TakeNNC2(cursor, currentGrid, lists, dims, p_dualMode)) break;
         } else if (name != "COORDS" && name != "CORNERS") {
             RequireGrid(currentGrid, cursor).sections.push_back(cursor.Data());
         }

@@ -29,9 +29,35 @@ TGridSections& RequireGrid(TGridSections* p_grid, const Section& p_cursor);
 // RuntimeError for an NNC list that needs the dimensions of an NNCHEAD that did not come.
 [[noreturn]] void ThrowNoNNCHead(const Section& p_cursor);
 
-// Empties p_list, reserves it to the section's count (or to what the rest of the file can hold,
-// when that is less) and loads the items into it.
-void LoadNNCList(Section& p_cursor, std::vector<std::int32_t>& p_list);
+// The NNC cell lists of the grid in work.
+struct TNNCLists {
+    std::vector<std::int32_t> nnc1;
+    std::vector<std::int32_t> nnc2;
+};
+
+// The NNC1 rule of a dual model: the section goes to the current grid, its items into nnc1.
+// False when the file ended inside the section.
+bool TakeNNC1(Section& p_cursor, TGridSections* p_grid, TNNCLists& p_lists);
+
+// The NNC2 rule of a dual model: as NNC1 with nnc2, then the pairs are classified with the
+// dimensions of the last NNCHEAD (p_dims, null when none came). False when the file ended inside
+// the section.
+bool TakeNNC2(Section& p_cursor, TGridSections* p_grid, TNNCLists& p_lists, const TGridDims* p_dims,
+              std::int32_t p_dualMode);
+
+// The LGR rule: the first name of the section becomes the current name and opens a fresh grid,
+// which becomes current; the LGR section itself is recorded nowhere. False when the file ended
+// inside the section.
+bool TakeLgr(Section& p_cursor, TGridFileMap& p_map, std::string& p_currentName,
+             TGridSections*& p_currentGrid);
+
+// True when p_name is one of the four names of p_names.
+inline bool IsOneOf(const std::string& p_name, const char* const (&p_names)[4]) {
+    for (const char* name : p_names) {
+        if (p_name == name) return true;
+    }
+    return false;
+}
 
 // True when the file ended inside the section's data, so that fewer than its count of items
 // arrived: the scan ends there with what it has.
