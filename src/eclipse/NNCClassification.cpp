@@ -27,10 +27,19 @@ class HalfOfCell {
     std::int64_t m_nz;
 };
 
+TDroppedDiagnosticObserver s_observer = nullptr;
+
 // A diagnostic that is built and dropped: it raises nothing, prints nothing, marks nothing.
-void compose_and_drop(const char* p_text) { static_cast<void>(std::runtime_error(p_text)); }
+void compose_and_drop(const char* p_text) {
+    const std::runtime_error diagnostic(p_text);
+    if (s_observer != nullptr) s_observer(diagnostic.what());
+}
 
 }  // namespace
+
+void SetDroppedDiagnosticObserver(TDroppedDiagnosticObserver p_observer) {
+    s_observer = p_observer;
+}
 
 void ClassifyDualNNC(const TGridDims& p_dims, TGridSections& p_grid,
                      const std::vector<std::int32_t>& p_nnc1,

@@ -22,4 +22,9 @@ void ClassifyDualNNC(const TGridDims& p_dims, TGridSections& p_grid,
 void ClassifyExternalNNC(const TGridDims& p_dims, TGridSections& p_grid,
                          std::shared_ptr<std::vector<std::int32_t>> p_items);
 
+// The classification composes four diagnostics and drops them: they raise nothing, print nothing
+// and mark nothing. An observer, when one is set (tests do), sees each one as it is dropped.
+using TDroppedDiagnosticObserver = void (*)(const char* p_text);
+void SetDroppedDiagnosticObserver(TDroppedDiagnosticObserver p_observer);
+
 }  // namespace kelvara::eclipse

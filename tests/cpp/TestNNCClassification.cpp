@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "eclipse/NNCClassification.h"
@@ -121,4 +122,66 @@ TEST(ClassifyExternalNNC, EmptyListGivesAnEmptyMask) {
     EXPECT_TRUE(grid.DpDkExternalNNCMask->empty());
     EXPECT_EQ(grid.MatrixExternalNNCSize, 0);
     EXPECT_EQ(grid.FractureExternalNNCSize, 0);
+}
+
+namespace {
+
+std::vector<std::string> g_dropped;
+
+// Collects the diagnostics the classification composes and drops, for the test's life.
+class DroppedDiagnostics : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        g_dropped.clear();
+        kelvara::eclipse::SetDroppedDiagnosticObserver(
+            [](const char* p_text) { g_dropped.emplace_back(p_text); });
+    }
+    void TearDown() override { kelvara::eclipse::SetDroppedDiagnosticObserver(nullptr); }
+};
+
+const std::string kUndefined = "Found an undefined NNC";
+const std::string kInternal = "Found Internal NNC for the Matrix Grid in a DualPorosity Model";
+const std::string kOneWay = "We do not support bi directional Dual NNC\nFound M->F and F->M grids";
+const std::string kMaskTwice = "External NNC mask already defined for DpDk grid!";
+
+}  // namespace
+
+TEST_F(DroppedDiagnostics, UndefinedNNCOnEveryRun) {
+    TGridSections grid;
+    ClassifyDualNNC(dims, grid, {}, {}, 0);
+    EXPECT_EQ(g_dropped, (std::vector<std::string>{kUndefined}));
+}
+
+TEST_F(DroppedDiagnostics, MatrixInternalOnlyInDualPermeability) {
+    TGridSections grid;
+    ClassifyDualNNC(dims, grid, {1}, {2}, 1);
+    EXPECT_EQ(g_dropped, (std::vector<std::string>{kUndefined}));
+    g_dropped.clear();
+    ClassifyDualNNC(dims, grid, {1}, {2}, 2);
+    EXPECT_EQ(g_dropped, (std::vector<std::string>{kUndefined, kInternal}));
+    EXPECT_EQ(grid.MatrixFaultNNCSize, 1);  // counted all the same
+}
+
+TEST_F(DroppedDiagnostics, CrossingInExactlyOneDirection) {
+    TGridSections grid;
+    ClassifyDualNNC(dims, grid, {1}, {7}, 1);  // matrix to fracture only
+    EXPECT_EQ(g_dropped, (std::vector<std::string>{kUndefined, kOneWay}));
+    g_dropped.clear();
+    ClassifyDualNNC(dims, grid, {7}, {1}, 1);  // fracture to matrix only
+    EXPECT_EQ(g_dropped, (std::vector<std::string>{kUndefined, kOneWay}));
+    g_dropped.clear();
+    ClassifyDualNNC(dims, grid, {1, 7}, {7, 1}, 1);  // both directions
+    EXPECT_EQ(g_dropped, (std::vector<std::string>{kUndefined}));
+    g_dropped.clear();
+    ClassifyDualNNC(dims, grid, {7}, {8}, 1);  // none crossing
+    EXPECT_EQ(g_dropped, (std::vector<std::string>{kUndefined}));
+}
+
+TEST_F(DroppedDiagnostics, MaskAlreadyDefined) {
+    TGridSections grid;
+    ClassifyExternalNNC(dims, grid, list({1}));
+    EXPECT_TRUE(g_dropped.empty());
+    ClassifyExternalNNC(dims, grid, list({7}));
+    EXPECT_EQ(g_dropped, (std::vector<std::string>{kMaskTwice}));
+    EXPECT_EQ(grid.FractureExternalNNCSize, 1);
 }
