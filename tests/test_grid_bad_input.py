@@ -239,3 +239,12 @@ def test_negative_block_lengths_end_the_scan(write_ecl, order, capfd):
         d = eclipse.MapExtGridFileSections(f)
     assert d["__grid_names__"] == ["Main Grid"]
     capfd.readouterr()
+
+
+@pytest.mark.parametrize("name", ["NNC1", "NNC2"])
+def test_nnc_list_while_no_grid_is_open(write_ecl, name):
+    e = GridFile().filehead(1).gridhead(2, 1, 1).endgrid().add(name, "INTE", [1])
+    with open(write_ecl(e), "rb") as f:
+        with pytest.raises(RuntimeError, match=rf'^Section "{name}" at position \d+ belongs to no '
+                                                r'grid: no grid is open at that place$'):
+            eclipse.MapExtGridFileSections(f)
