@@ -1,6 +1,6 @@
 """Readers of ECLIPSE, IMEX and MoReS files, in the scopes eclipse, imex and mores."""
 
-from typing import IO, Any, Dict, List, Optional, Tuple, Union, overload
+from typing import IO, Any, Dict, List, Union, overload
 
 from ._ostrel import ArrayFeeder, CharVector
 
@@ -55,16 +55,16 @@ class eclipse:
         address: int  # signed 32-bit
         items_count: int  # signed 32-bit
         @property
-        def num_limits(self) -> Optional[Tuple[float, float]]: ...
+        def num_limits(self) -> Union[tuple[float, float], None]: ...
         @num_limits.setter
         def num_limits(self, value: Any) -> None: ...  # accepted and ignored
 
     class SectionInfoMap:
         """SectionInfo records by name; a missing name gives None."""
         def __init__(self) -> None: ...
-        def get(self, key: str) -> Optional["eclipse.SectionInfo"]: ...
-        def __getitem__(self, key: str) -> Optional["eclipse.SectionInfo"]: ...
-        def __setitem__(self, key: str, info: Optional["eclipse.SectionInfo"]) -> None: ...
+        def get(self, key: str) -> Union["eclipse.SectionInfo", None]: ...
+        def __getitem__(self, key: str) -> Union["eclipse.SectionInfo", None]: ...
+        def __setitem__(self, key: str, info: Union["eclipse.SectionInfo", None]) -> None: ...
         def __len__(self) -> int: ...
 
     class SPECInfo:
@@ -91,6 +91,15 @@ class eclipse:
     def MapGridFileSections(file: _File, dualMode: int) -> Dict[str, Any]:
         """Catalogue of a plain GRID file, in the form of MapExtGridFileSections with the
         counters FaultNNCSize, DpDkNNCSize and DpDkFrac2Matr."""
+    # Defined after ReadGridHostnumSections at run time.
+    @staticmethod
+    def DpDkExtGridActiveCellsCount(file: _File, position: int) -> tuple[int, int]: ...
+    @staticmethod
+    def ReadGridDpDkActnumSections(file: _File, count: int, position: int, matrix: bool,
+                                   feeder: ArrayFeeder) -> None: ...
+    @staticmethod
+    def ReadExtGridDpDkActnumSections(file: _File, count: int, position: int, matrix: bool,
+                                      feeder: ArrayFeeder) -> None: ...
     @staticmethod
     def ReadGridCornersSections(file: _File, count: int, position: int,
                                 feeder: ArrayFeeder) -> None: ...
@@ -100,14 +109,6 @@ class eclipse:
     @staticmethod
     def ReadGridHostnumSections(file: _File, count: int, position: int,
                                 feeder: ArrayFeeder) -> None: ...
-    @staticmethod
-    def DpDkExtGridActiveCellsCount(file: _File, position: int) -> Tuple[int, int]: ...
-    @staticmethod
-    def ReadGridDpDkActnumSections(file: _File, count: int, position: int, matrix: bool,
-                                   feeder: ArrayFeeder) -> None: ...
-    @staticmethod
-    def ReadExtGridDpDkActnumSections(file: _File, count: int, position: int, matrix: bool,
-                                      feeder: ArrayFeeder) -> None: ...
 
 class imex:
     """IMEX framed binary blocks (readers to come)."""
