@@ -49,8 +49,61 @@ class eclipse:
         @overload
         def LoadToFeeder(self, mask: CharVector, value: int, feeder: ArrayFeeder) -> None: ...
 
+    class SectionInfo:
+        """What the host knows of one section: name, file, type, address, item count."""
+        def __init__(self, name: str, filename: str, type: str, address: int,
+                     items_count: int) -> None: ...
+        name: str
+        filename: str
+        type: str
+        address: int  # signed 32-bit
+        items_count: int  # signed 32-bit
+        @property
+        def num_limits(self) -> Union[tuple[float, float], None]: ...
+        @num_limits.setter
+        def num_limits(self, value: Any) -> None: ...  # accepted and ignored
+
+    class SectionInfoMap:
+        """SectionInfo records by name; a missing name gives None."""
+        def __init__(self) -> None: ...
+        def get(self, key: str) -> Union["eclipse.SectionInfo", None]: ...
+        def __getitem__(self, key: str) -> Union["eclipse.SectionInfo", None]: ...
+        def __setitem__(self, key: str, info: Union["eclipse.SectionInfo", None]) -> None: ...
+        def __len__(self) -> int: ...
+
+    class SPECInfo:
+        """A store of SectionInfo records, sorted by name into three maps."""
+        def __init__(self) -> None: ...
+        def AddSectionInfo(self, info: "eclipse.SectionInfo") -> None: ...
+        @property
+        def frt_sections(self) -> "eclipse.SectionInfoMap": ...
+        @property
+        def tab_sections(self) -> "eclipse.SectionInfoMap": ...
+        @property
+        def map_sections(self) -> "eclipse.SectionInfoMap": ...
+
     @staticmethod
     def MapFileSections(file: _File) -> Dict[str, "eclipse.SectionData"]: ...
+    @staticmethod
+    def MapExtGridFileSections(file: _File) -> Dict[str, Any]:
+        """Catalogue of an EGRID file: "__grids__" (name -> dict of SectionData by section
+        name plus the NNC counters FaultNNCSize, MatrixFaultNNCSize, FractureFaultNNCSize,
+        DpDkNNCSize, DpDkFrac2Matr, MatrixExternalNNCSize, FractureExternalNNCSize and, after a
+        dual-permeability NNCL, DpDkExternalNNCMask), "__unknowns__", "__grid_names__", and the
+        file-level sections at the top level."""
+    @staticmethod
+    def MapGridFileSections(file: _File, dualMode: int) -> Dict[str, Any]:
+        """Catalogue of a plain GRID file, in the form of MapExtGridFileSections with the
+        counters FaultNNCSize, DpDkNNCSize and DpDkFrac2Matr."""
+    # Defined after ReadGridHostnumSections at run time.
+    @staticmethod
+    def DpDkExtGridActiveCellsCount(file: _File, position: int) -> tuple[int, int]: ...
+    @staticmethod
+    def ReadGridDpDkActnumSections(file: _File, count: int, position: int, matrix: bool,
+                                   feeder: ArrayFeeder) -> None: ...
+    @staticmethod
+    def ReadExtGridDpDkActnumSections(file: _File, count: int, position: int, matrix: bool,
+                                      feeder: ArrayFeeder) -> None: ...
     @staticmethod
     def ReadGridCornersSections(file: _File, count: int, position: int,
                                 feeder: ArrayFeeder) -> None: ...
