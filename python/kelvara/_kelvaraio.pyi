@@ -4,7 +4,7 @@ from typing import IO, Any, Dict, List, Literal, Optional, SupportsIndex, Union,
 
 import numpy as np
 
-from ._ostrel import ArrayFeeder, CharVector, CompleteCornersBuilder
+from ._ostrel import Array, ArrayFeeder, CharVector, CompleteCornersBuilder
 
 _File = IO[Any]
 # An item type code: a str of one character below U+0100, or a bytes of one byte.
@@ -113,6 +113,8 @@ class eclipse:
     @staticmethod
     def ReadGridHostnumSections(file: _File, count: int, position: int,
                                 feeder: ArrayFeeder) -> None: ...
+    @staticmethod
+    def ConvertHandles(nx: int, ny: int, nz: int, array: Union[Array, Any]) -> bool: ...
 
 class imex:
     """IMEX framed binary blocks."""
