@@ -2,7 +2,7 @@
 
 from typing import IO, Any, Dict, List, Union, overload
 
-from ._ostrel import ArrayFeeder, CharVector
+from ._ostrel import Array, ArrayFeeder, CharVector
 
 _File = IO[Any]
 
@@ -56,6 +56,8 @@ class eclipse:
     @staticmethod
     def ReadGridHostnumSections(file: _File, count: int, position: int,
                                 feeder: ArrayFeeder) -> None: ...
+    @staticmethod
+    def ConvertHandles(nx: int, ny: int, nz: int, array: Union[Array, Any]) -> bool: ...
 
 class imex:
     """IMEX framed binary blocks (readers to come)."""
