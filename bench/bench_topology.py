@@ -10,7 +10,6 @@ child process of its own.
 
 import argparse
 import json
-import resource
 import subprocess
 import sys
 import time
@@ -36,7 +35,7 @@ def numpy_selection(flat_flags, shape):
     selected = flat_flags != 0
     numbers = np.cumsum(selected, dtype=np.uint32) - 1
     numbers[~selected] = 4294967295
-    box = selected.reshape((ni, nj, nk), order="F")
+    box = selected.view(np.uint8).reshape((ni, nj, nk), order="F")
     masks = np.zeros((ni, nj, nk), dtype=np.uint8)
     masks[1:, :, :] |= box[:-1, :, :]
     masks[:-1, :, :] |= box[1:, :, :] << 1
@@ -57,9 +56,9 @@ def best(function, repeat):
 
 
 def peak_child(shape, fraction, seed):
-    """Runs one selection build in a fresh process; returns its peak growth and own arrays."""
+    """Runs one selection build in a fresh process; returns its resident size before and peak."""
     code = f"""
-import json, resource, numpy as np, sys
+import json, numpy as np, sys
 sys.path.insert(0, {repr(sys.path[0])})
 from bench_topology import clustered_mask
 from kelvara import Array, ReservoirSelectionTopology, ReservoirTopology
@@ -67,11 +66,16 @@ shape = {shape}
 flags = Array(clustered_mask(shape, {fraction}, {seed}).astype(np.uint8))
 topology = ReservoirTopology(*shape)
 import gc; gc.collect()
-before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
-with open('/proc/self/status') as status:
-    rss = [int(line.split()[1]) * 1024 for line in status if line.startswith('VmRSS')][0]
+def status(name):
+    with open('/proc/self/status') as lines:
+        return [int(line.split()[1]) * 1024 for line in lines if line.startswith(name)][0]
+# Resets the peak resident size (VmHWM) to the present one, so that the peak of the build alone
+# is measured.
+with open('/proc/self/clear_refs', 'w') as clear:
+    clear.write('5')
+rss = status('VmRSS')
 selection = ReservoirSelectionTopology(topology, flags)
-after = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
+after = status('VmHWM')
 print(json.dumps({{"rss": rss, "peak": after, "n": selection.cell_count}}))
 """
     done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, check=True)
