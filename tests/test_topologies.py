@@ -339,3 +339,36 @@ def test_selection_against_numpy(shape, fraction, seed):
     # Arrays of views through the selection are NumPy's fancy indexing in cell order.
     picked = selection.create_array(selection.view(prop)).to_numpy()
     np.testing.assert_array_equal(picked, values.ravel(order="F")[flat])
+
+
+def test_flags_as_a_grid_function_and_what_a_selection_refuses():
+    mask = np.array([1, 0, 1, 1], dtype=np.uint8).reshape(2, 2, 1)
+    topology = ReservoirTopology(2, 2, 1)
+    selection = ReservoirSelectionTopology(topology, GridFunction(Array(mask)))
+    assert selection.cell_count == 3 and selection.topology.cell_count == 4
+    assert selection.cells() == [0, 1, 2]
+    assert selection.vertices()[8] == (1, 0)
+    assert selection.cell_shape == (3,) and selection.vertex_shape == (3, 8)
+    assert selection.grid_shape == (2, 2, 1)
+    assert selection.lateral_connections is None and selection.shared_vertex_count == 0
+    with pytest.raises(ValueError):
+        ReservoirSelectionTopology(topology, Array(np.ones((2, 1, 1), dtype=np.uint8)))
+    with pytest.raises(TypeError):
+        ReservoirSelectionTopology(topology, Array(np.ones((2, 2, 1), dtype=np.int32)))
+    with pytest.raises(TypeError):
+        selection.view(GridFunction(Array(np.ones(4))))
+    with pytest.raises(IndexError):
+        selection.get_adjacent_cells(0, 6)
+    # A view is read by selected cell number only, and cannot be written.
+    view = selection.view(GridFunction(Array(np.arange(4, dtype=np.int16).reshape(2, 2, 1))))
+    assert [view.value(n) for n in range(3)] == [0, 2, 3]
+    assert view.accepted_handles == 1 and view.number_of_elements == 3
+    with pytest.raises(PreconditionError) as info:
+        view.set_value(0, 5)
+    check_error(info, "Can't set values on this grid function, because is not Writable!", "0", GEN)
+    np.testing.assert_array_equal(selection.create_array(view).to_numpy(), [0, 2, 3])
+    # A histogram over the corners of the selection counts 8 per cell.
+    corners = GridFunction.always_one()
+    corners.location = 0
+    np.testing.assert_array_equal(selection.create_histogram(corners, 0, 2, 2).to_numpy(),
+                                  [0, 0, 24, 0])
