@@ -15,8 +15,8 @@
 #include "core/topology/ITopology.h"
 
 namespace ostrel::is {
-struct Const {};
-struct Writable {};
+struct OSTREL_CORE_API Const {};
+struct OSTREL_CORE_API Writable {};
 }  // namespace ostrel::is
 
 namespace ostrel::core {
@@ -265,5 +265,40 @@ using AlwaysOneGridFunction =
 template <class T>
 using ViewGridFunction =
     GridFunction<ViewGridFunctionImpl<ArrayGridFunction<T, 3>>, PassHandleMapper, is::Const>;
+
+}  // namespace ostrel::core
+
+// The grid functions of the system, compiled once in GridFunctionInstances.cpp.
+// clang-format off
+#define OSTREL_FOR_EACH_GRID_FUNCTION_ARRAY_TYPE(X)                                   \
+    X(double) X(float) X(int) X(unsigned int) X(short) X(unsigned short)              \
+    X(signed char) X(unsigned char) X(bool) X(::ostrel::mtm::RigidVector<3, double>) \
+    X(::ostrel::mtm::RigidVector<3, unsigned short>)                                  \
+    X(::ostrel::mtm::RigidVector<4, unsigned short>)
+#define OSTREL_FOR_EACH_GRID_FUNCTION_VIEW_TYPE(X)                                     \
+    X(float) X(double) X(signed char) X(short) X(int) X(long long) X(unsigned char) \
+    X(unsigned short) X(unsigned int)
+// clang-format on
+
+namespace ostrel::core {
+
+#define OSTREL_EXTERN_ARRAY_GRID_FUNCTION(...)                                       \
+    extern template class GridFunction<ArrayGridFunctionImpl<Array<__VA_ARGS__, 1>>, \
+                                       PassHandleMapper, is::Writable>;              \
+    extern template class GridFunction<ArrayGridFunctionImpl<Array<__VA_ARGS__, 3>>, \
+                                       PassHandleMapper, is::Writable>;
+#define OSTREL_EXTERN_VIEW_GRID_FUNCTION(...)                                                   \
+    extern template class GridFunction<ViewGridFunctionImpl<ArrayGridFunction<__VA_ARGS__, 3>>, \
+                                       PassHandleMapper, is::Const>;
+OSTREL_FOR_EACH_GRID_FUNCTION_ARRAY_TYPE(OSTREL_EXTERN_ARRAY_GRID_FUNCTION)
+OSTREL_FOR_EACH_GRID_FUNCTION_VIEW_TYPE(OSTREL_EXTERN_VIEW_GRID_FUNCTION)
+extern template class GridFunction<ArrayGridFunctionImpl<Array<mtm::RigidVector<6, double>, 1>>,
+                                   PassHandleMapper, is::Writable>;
+extern template class GridFunction<StaticConstantGridFunctionImpl<bool, 1>, PassHandleMapper,
+                                   is::Const>;
+extern template class GridFunction<StaticConstantGridFunctionImpl<int, 1>, PassHandleMapper,
+                                   is::Const>;
+#undef OSTREL_EXTERN_ARRAY_GRID_FUNCTION
+#undef OSTREL_EXTERN_VIEW_GRID_FUNCTION
 
 }  // namespace ostrel::core

@@ -26,9 +26,9 @@ constexpr std::uint32_t accepted_mask_v = (accepts_handle_v<Trait, Handle1> ? 1u
 // Value, reference (read) and writable types of an array type. Scalars are read by value, tuples
 // by const reference.
 template <class A>
-struct ArrayTraits;
+struct OSTREL_CORE_API ArrayTraits;
 template <class T, unsigned N>
-struct ArrayTraits<Array<T, N>> {
+struct OSTREL_CORE_API ArrayTraits<Array<T, N>> {
     using value_type = T;
     using reference = std::conditional_t<ElementTraits<T>::is_scalar, T, const T&>;
     using writable_type = T;
@@ -38,7 +38,7 @@ struct ArrayTraits<Array<T, N>> {
 };
 
 template <class A, class Traits = ArrayTraits<A>>
-class ArrayGridFunctionImpl {
+class OSTREL_CORE_API ArrayGridFunctionImpl {
   public:
     using array_type = A;
     using value_type = typename Traits::value_type;
@@ -68,7 +68,7 @@ class ArrayGridFunctionImpl {
 
 // V, whatever the handle. Holds nothing.
 template <class T, int V>
-class StaticConstantGridFunctionImpl {
+class OSTREL_CORE_API StaticConstantGridFunctionImpl {
   public:
     using value_type = T;
     using read_type = T;
@@ -86,7 +86,7 @@ class StaticConstantGridFunctionImpl {
 // The value of a full-grid array function G at the cell that a selected cell number stands for:
 // the selection's cell map gives (i, j, k), and (NJ*k + j)*NI + i indexes the viewed array.
 template <class G>
-class ViewGridFunctionImpl {
+class OSTREL_CORE_API ViewGridFunctionImpl {
   public:
     using viewed_type = G;
     using value_type = typename G::value_type;

@@ -44,11 +44,11 @@ class OSTREL_CORE_API IHandleMapper {
 
 // A (from, to) pair of handle shapes.
 template <class From, class To>
-struct HandleMapping {};
+struct OSTREL_CORE_API HandleMapping {};
 
 // The pairs that a mapper knows, decided at compile time.
 template <class... Mappings>
-struct GenHandleMappingsTrait {
+struct OSTREL_CORE_API GenHandleMappingsTrait {
     template <class From, class To>
     static constexpr bool maps = (std::is_same_v<HandleMapping<From, To>, Mappings> || ...);
 };
