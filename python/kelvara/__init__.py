@@ -21,8 +21,12 @@ from ._ostrel import (
     CharVector,
     AvailabilityError,
     CompleteCornersBuilder,
+    GridFunction,
+    HandleMapper,
     PostconditionError,
     PreconditionError,
+    ReservoirSelectionTopology,
+    ReservoirTopology,
 )
 from . import _kelvaraio
 from ._kelvaraio import eclipse, imex, mores
@@ -41,8 +45,12 @@ __all__ = [
     "CharVector",
     "AvailabilityError",
     "CompleteCornersBuilder",
+    "GridFunction",
+    "HandleMapper",
     "PostconditionError",
     "PreconditionError",
+    "ReservoirSelectionTopology",
+    "ReservoirTopology",
     "eclipse",
     "imex",
     "mores",

@@ -10,4 +10,6 @@ PYBIND11_MODULE(_ostrel, m) {
     RegisterArrays(m);
     RegisterFeeders(m);
     RegisterCharVector(m);
+    RegisterGridFunctions(m);
+    RegisterTopologies(m);
 }

@@ -14,5 +14,9 @@ void RegisterArrays(py::module_& m);
 void RegisterFeeders(py::module_& m);
 // CharVector, the mask type of the readers.
 void RegisterCharVector(py::module_& m);
+// GridFunction.
+void RegisterGridFunctions(py::module_& m);
+// HandleMapper, ReservoirTopology and ReservoirSelectionTopology.
+void RegisterTopologies(py::module_& m);
 
 }  // namespace kelvara::bindings
