@@ -1,0 +1,12 @@
+// The rank-3 instances of Array<T,N>.
+#include "core/array/Array.h"
+#include "core/array/Array3D.inl"
+
+namespace ostrel::core {
+
+#define OSTREL_INSTANTIATE_ARRAY(...) template class Array<__VA_ARGS__, 3>;
+OSTREL_FOR_EACH_STORAGE_TYPE(OSTREL_INSTANTIATE_ARRAY)
+OSTREL_FOR_EACH_STORAGELESS_TYPE(OSTREL_INSTANTIATE_ARRAY)
+#undef OSTREL_INSTANTIATE_ARRAY
+
+}  // namespace ostrel::core

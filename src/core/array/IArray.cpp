@@ -1,0 +1,7 @@
+#include "core/array/IArray.h"
+
+namespace ostrel::core {
+
+IArray::~IArray() = default;
+
+}  // namespace ostrel::core
