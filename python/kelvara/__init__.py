@@ -17,6 +17,12 @@ from ._ostrel import (
     ArrayFeeder,
     CharVector,
     CompleteCornersBuilder,
+    SConnectionArrayFeeder,
+    SConnectionGridInfo,
+    SExternalNNCInfo,
+    SGridInfo,
+    SGridInfoAssembly,
+    TConnectionRef,
 )
 from . import _kelvaraio
 from ._kelvaraio import eclipse, imex, mores
@@ -33,6 +39,12 @@ __all__ = [
     "ArrayFeeder",
     "CharVector",
     "CompleteCornersBuilder",
+    "SConnectionArrayFeeder",
+    "SConnectionGridInfo",
+    "SExternalNNCInfo",
+    "SGridInfo",
+    "SGridInfoAssembly",
+    "TConnectionRef",
     "eclipse",
     "imex",
     "mores",

@@ -8,4 +8,5 @@ PYBIND11_MODULE(_ostrel, m) {
     m.doc() = "Feeders and builders: the sinks that readers pour values into.";
     RegisterFeeders(m);
     RegisterCharVector(m);
+    RegisterGridRecords(m);
 }

@@ -10,5 +10,7 @@ namespace kelvara::bindings {
 void RegisterFeeders(py::module_& m);
 // CharVector, the mask type of the readers.
 void RegisterCharVector(py::module_& m);
+// The grid description records and the connection feeder.
+void RegisterGridRecords(py::module_& m);
 
 }  // namespace kelvara::bindings
