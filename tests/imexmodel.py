@@ -33,6 +33,7 @@ class Model:
     blocksize: Optional[np.ndarray] = None  # (cells, 3)
     extra: Dict[str, Tuple[str, np.ndarray]] = field(default_factory=dict)
     connections: Optional[Tuple[np.ndarray, np.ndarray]] = None  # packed cells from 1
+    icstgn: Optional[np.ndarray] = None     # the file's own, else made from the extents
 
     @property
     def cell_counts(self):
@@ -44,6 +45,8 @@ class Model:
 
     def grid_of_cell(self):
         """ICSTGN: each global cell's grid, from 1."""
+        if self.icstgn is not None:
+            return self.icstgn
         return np.repeat(np.arange(1, len(self.dims) + 1), self.cell_counts).astype(np.int32)
 
     # What the loader must make of the model -------------------------------------------------

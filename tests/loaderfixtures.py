@@ -43,3 +43,31 @@ def small_model(blocksize=True):
         sizes = np.column_stack([np.arange(30) + 1.0, np.arange(30) * 0.5 + 2.0,
                                  np.full(30, 9.0)])
     return Model(dims, icstps, np.concatenate(ipstcs).astype(np.int32), icstcg, sizes)
+
+
+class RecordingTable(dict):
+    """A dict table that records the names it is asked for: ("get", name) for an item,
+    ("has", name) for a membership test."""
+
+    def __init__(self, *args):
+        super().__init__(*args)
+        self.asked = []
+
+    def __getitem__(self, name):
+        self.asked.append(("get", name))
+        return dict.__getitem__(self, name)
+
+    def __contains__(self, name):
+        self.asked.append(("has", name))
+        return dict.__contains__(self, name)
+
+
+def open_recording(path, model):
+    """(loader, file, table) over a model written to path, with a RecordingTable cleared after
+    the loader was built."""
+    table, _ = model.write(path)
+    recording = RecordingTable(table)
+    f = open(path, "rb")
+    loader = imex.Loader(imex.Section(f, 0, False), recording)
+    recording.asked.clear()
+    return loader, f, recording

@@ -10,7 +10,7 @@ from kelvara import (Array1DBuilderDouble, Array1DBuilderFloat, Array1DBuilderIn
 
 from b64writer import encode_items
 from imexmodel import Model, random_model
-from loaderfixtures import FORMS, open_loader, small_model
+from loaderfixtures import FORMS, open_loader, open_recording, small_model
 
 INVALID_TYPE = "Invalid section type must be 'i' or 'd'!"
 
@@ -142,26 +142,15 @@ def test_pair_of_one_cell_is_no_neighbour(tmp_path):
 
 def test_second_setup_reads_nothing(tmp_path):
     model = connect(full_model(), [(0, 1), (0, 4)])
-    path = tmp_path / "m.bin"
-    table, _ = model.write(path)
-
-    class Table(dict):
-        asked = []
-
-        def __getitem__(self, name):
-            self.asked.append(name)
-            return dict.__getitem__(self, name)
-
-    with open(path, "rb") as f:
-        loader = imex.Loader(imex.Section(f, 0, False), Table(table))
-        Table.asked.clear()
+    loader, f, table = open_recording(tmp_path / "m.bin", model)
+    with f:
         loader.SetupConnections()
-        assert Table.asked == ["IPSTCS", "ICSTGN", "ICTPS1", "ICTPS2"]
+        assert table.asked == [("get", n) for n in ("IPSTCS", "ICSTGN", "ICTPS1", "ICTPS2")]
         before = refs_of(loader.GetGridAssembly())
         infos = loader.GetGridAssembly().connectionInfos
-        Table.asked.clear()
+        table.asked.clear()
         loader.SetupConnections()
-        assert Table.asked == []
+        assert table.asked == []
         assert refs_of(loader.GetGridAssembly()) == before
         assert len(loader.GetGridAssembly().connectionInfos) == len(infos) == 3
 

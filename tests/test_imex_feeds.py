@@ -10,7 +10,7 @@ from kelvara import (Array1DBuilderDouble, Array1DBuilderFloat, Array1DBuilderIn
                      CompleteCornersBuilder)
 
 from imexmodel import Model, random_model
-from loaderfixtures import FORMS, open_loader, small_model
+from loaderfixtures import FORMS, open_loader, open_recording, small_model
 
 INVALID_TYPE = "Invalid section type must be 'i' or 'd'!"
 
@@ -181,23 +181,12 @@ def test_grid_array_feeder_kinds_and_missing_names(tmp_path):
 
 def test_grid_array_of_a_feeder_of_no_kind_does_not_look_at_the_table(tmp_path):
     model = small_model()
-    path = tmp_path / "m.bin"
-    table, _ = model.write(path)
-
-    class Table(dict):
-        asked = []
-
-        def __contains__(self, name):
-            self.asked.append(name)
-            return dict.__contains__(self, name)
-
-    with open(path, "rb") as f:
-        loader = kelvara.imex.Loader(kelvara.imex.Section(f, 0, False), Table(table))
-        Table.asked.clear()
+    loader, f, table = open_recording(tmp_path / "m.bin", model)
+    with f:
         assert loader.FeedGridArray("BLOCKPVOL", 0, Array1DBuilderFloat()) is False
-        assert Table.asked == []
+        assert table.asked == []
         assert loader.FeedGridArray("BLOCKPVOL", 0, Array3DBuilderFloat(4, 3, 2)) is False
-        assert Table.asked == ["BLOCKPVOL"]
+        assert table.asked == [("has", "BLOCKPVOL")]
 
 
 def test_packed_feed_feeder_tries(tmp_path):

@@ -3,11 +3,14 @@
 The readers live in :mod:`kelvara._kelvaraio`, in the scopes ``eclipse``, ``imex`` and
 ``mores``; the sinks they pour values into (feeders and builders) live in
 :mod:`kelvara._ostrel`. ``_ostrel`` is imported first so that the reader module finds the
-feeder types registered.
+feeder types registered. The numeric core's arrays are :class:`Array`; its failed checks raise
+:class:`PreconditionError`, :class:`PostconditionError` and :class:`AvailabilityError`, all
+subclasses of ``RuntimeError``.
 """
 
 from . import _ostrel
 from ._ostrel import (
+    Array,
     Array1DBuilderDouble,
     Array1DBuilderFloat,
     Array1DBuilderInt,
@@ -16,7 +19,10 @@ from ._ostrel import (
     Array3DBuilderUChar,
     ArrayFeeder,
     CharVector,
+    AvailabilityError,
     CompleteCornersBuilder,
+    PostconditionError,
+    PreconditionError,
     SConnectionArrayFeeder,
     SConnectionGridInfo,
     SExternalNNCInfo,
@@ -30,6 +36,7 @@ from ._kelvaraio import eclipse, imex, mores
 __version__ = "0.1.0"
 
 __all__ = [
+    "Array",
     "Array1DBuilderDouble",
     "Array1DBuilderFloat",
     "Array1DBuilderInt",
@@ -38,7 +45,10 @@ __all__ = [
     "Array3DBuilderUChar",
     "ArrayFeeder",
     "CharVector",
+    "AvailabilityError",
     "CompleteCornersBuilder",
+    "PostconditionError",
+    "PreconditionError",
     "SConnectionArrayFeeder",
     "SConnectionGridInfo",
     "SExternalNNCInfo",

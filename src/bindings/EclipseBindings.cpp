@@ -8,6 +8,8 @@
 #include "bindings/FeederTries.h"
 #include "bindings/FileObject.h"
 #include "builder/ArrayFeeder.h"
+#include "core/array/IArray.h"
+#include "eclipse/HandleConversion.h"
 #include "eclipse/ItemRecords.h"
 #include "eclipse/Section.h"
 #include "eclipse/SectionMaps.h"
@@ -228,6 +230,16 @@ void ExposeEclipseStatics(py::class_<EclipseScope>& p_scope) {
     p_scope.def_static("ReadGridHostnumSections", &ReadSequence<eclipse::ReadHostnumSequence>,
                        py::arg("file"), py::arg("count"), py::arg("position"), py::arg("feeder"),
                        "Feeds item 5 (host cell) of count COORDS sections from position on.");
+    p_scope.def_static(
+        "ConvertHandles",
+        [](std::int32_t p_nx, std::int32_t p_ny, std::int32_t p_nz, py::handle p_array) {
+            return eclipse::ConvertHandles(p_nx, p_ny, p_nz,
+                                           ByReference<ostrel::core::IArray>(p_array));
+        },
+        py::arg("nx"), py::arg("ny"), py::arg("nz"), py::arg("array"),
+        "Turns an Array of int32 or float32, rank 1 or 3, of 1-based cell numbers into 0-based "
+        "handles in place (v becomes v - 1; a float is first truncated to an integer). True "
+        "when done; False, with nothing changed, for any other object.");
 }
 
 }  // namespace kelvara::bindings

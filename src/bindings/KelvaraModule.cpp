@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "bindings/Common.h"
+#include "bindings/CoreExceptions.h"
 #include "bindings/EclipseBindings.h"
 #include "bindings/ImexBindings.h"
 #include "bindings/MoresBindings.h"
@@ -23,6 +24,8 @@ PYBIND11_MODULE(_kelvaraio, m) {
             py::set_error(PyExc_RuntimeError, latin1(p_failure.what()));
         }
     });
+    // Registered last, so tried first: the core's exceptions become kelvara's error classes.
+    py::register_local_exception_translator(&TranslateCoreExceptions);
 
     py::class_<EclipseScope> eclipse(m, "eclipse",
                                      "ECLIPSE unformatted files: section cursor, "

@@ -51,10 +51,6 @@ struct OSTREL_CORE_API SGridInfo : std::enable_shared_from_this<SGridInfo> {
     // The dense number of each cell of the grid in the selection (cell order, i fastest), or
     // null while the grid has no selection.
     const unsigned int* SelectionNumbers() const;
-
-    // The dense numbering of the cells, kept beside the record until the selection topology
-    // holds it.
-    std::shared_ptr<std::vector<unsigned int>> m_cellNumbers;
 };
 
 }  // namespace kelvara::builder

@@ -9,10 +9,12 @@
 #include <vector>
 
 #include "bindings/Common.h"
+#include "bindings/FeederTries.h"
 #include "bindings/ostrel/Registration.h"
 #include "builder/SConnectionArrayFeeder.h"
 #include "builder/SGridInfoAssembly.h"
 #include "builder/TOstrelArray1DBuilder.h"
+#include "varnok/topology/ReservoirSelectionTopology.h"
 
 namespace kelvara::bindings {
 
@@ -50,27 +52,25 @@ py::object MaskObject(const SGridInfo& p_grid) {
                                       p_grid.activeMask->typed_data(), owner);
 }
 
-// The selection topology has no Python class yet, and no record holds one yet.
-py::object SelectionObject(const SGridInfo& /*p_grid*/) { return py::none(); }
+// The selection as the core's ReservoirSelectionTopology when _ostrel exposes that type; None
+// without a selection. A selection the host can't see as such raises TypeError.
+py::object SelectionObject(const SGridInfo& p_grid) {
+    if (!p_grid.selection) return py::none();
+    if (!py::detail::get_type_info(typeid(ostrel::varnok::ReservoirSelectionTopology))) {
+        throw py::type_error("ReservoirSelectionTopology is not exposed to Python");
+    }
+    return py::cast(p_grid.selection);
+}
 
 // One target: a 1D builder of float, double or int, or None for an empty target.
 ConnectionTarget TargetOf(py::handle p_object) {
     if (p_object.is_none()) return {};
-    py::detail::make_caster<std::shared_ptr<TOstrelArray1DBuilder<float>>> as_float;
-    if (as_float.load(p_object, false)) {
-        return ConnectionTarget(
-            py::detail::cast_op<std::shared_ptr<TOstrelArray1DBuilder<float>>>(as_float));
-    }
-    py::detail::make_caster<std::shared_ptr<TOstrelArray1DBuilder<double>>> as_double;
-    if (as_double.load(p_object, false)) {
-        return ConnectionTarget(
-            py::detail::cast_op<std::shared_ptr<TOstrelArray1DBuilder<double>>>(as_double));
-    }
-    py::detail::make_caster<std::shared_ptr<TOstrelArray1DBuilder<int>>> as_int;
-    if (as_int.load(p_object, false)) {
-        return ConnectionTarget(
-            py::detail::cast_op<std::shared_ptr<TOstrelArray1DBuilder<int>>>(as_int));
-    }
+    ConnectionTarget target;
+    const bool fitted =
+        TryBySharedHandle<TOstrelArray1DBuilder<float>, TOstrelArray1DBuilder<double>,
+                          TOstrelArray1DBuilder<int>>(
+            p_object, [&](auto p_builder) { target = ConnectionTarget(std::move(p_builder)); });
+    if (fitted) return target;
     throw py::type_error(
         "a connection target must be an Array1DBuilderFloat, "
         "Array1DBuilderDouble, Array1DBuilderInt or None, not " +

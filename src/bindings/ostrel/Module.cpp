@@ -6,6 +6,8 @@
 PYBIND11_MODULE(_ostrel, m) {
     using namespace kelvara::bindings;
     m.doc() = "Feeders and builders: the sinks that readers pour values into.";
+    RegisterCoreExceptions(m);
+    RegisterArrays(m);
     RegisterFeeders(m);
     RegisterCharVector(m);
     RegisterGridRecords(m);

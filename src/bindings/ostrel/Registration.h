@@ -6,6 +6,10 @@
 
 namespace kelvara::bindings {
 
+// PreconditionError, PostconditionError, AvailabilityError and their translation.
+void RegisterCoreExceptions(py::module_& m);
+// Array, the core's typed arrays.
+void RegisterArrays(py::module_& m);
 // ArrayFeeder, the 1D and 3D builders and CompleteCornersBuilder.
 void RegisterFeeders(py::module_& m);
 // CharVector, the mask type of the readers.

@@ -132,7 +132,7 @@ OSTREL_CORE_API std::string extent_text(const Handle2& p_pair);
 class OSTREL_CORE_API AnyHandle {
   public:
     AnyHandle() : AnyHandle(Handle1(0)) {}
-    template <class H, class = decltype(HandleTraits<H>::tag)>
+    template <class H, class = std::enable_if_t<(AcceptableHandles::index_of<H>() >= 0)>>
     AnyHandle(const H& p_handle) : m_HandleType(HandleTraits<H>::tag) {
         static_assert(sizeof(H) <= sizeof(m_Storage), "handle larger than its storage");
         std::memcpy(m_Storage, &p_handle, sizeof(H));
