@@ -45,15 +45,26 @@ def test_mask_selection_and_packed_map():
     grid = SGridInfo()
     grid.ni, grid.nj, grid.nk = 3, 2, 2
     grid.CreateActiveMask()
-    mask = np.asarray(grid.activeMask)
-    assert mask.shape == (3, 2, 2) and not mask.any()
+    mask = grid.activeMask.to_numpy()
+    assert mask.dtype == np.uint8 and mask.shape == (3, 2, 2) and not mask.any()
     mask[1, 0, 0] = 1
     mask[2, 1, 1] = 1
+    grid.activeMask = kelvara.Array(mask)
     grid.CreateSelection()
     assert grid.activeCount == 2
     grid.CreatePackedMap()
     assert grid.packedToHandle.dtype == np.int32
     assert list(grid.packedToHandle) == [0, 0]
+
+
+def test_mask_is_shared_with_the_record():
+    grid = SGridInfo()
+    grid.ni, grid.nj, grid.nk = 2, 1, 1
+    grid.CreateActiveMask()
+    assert grid.activeMask.shares_storage(grid.activeMask)
+    assert grid.activeMask.scalar_type == "uint8" and grid.activeMask.dimensions == 3
+    with pytest.raises(TypeError, match="uint8 and rank 3"):
+        grid.activeMask = kelvara.Array(np.zeros(3))
 
 
 def test_packed_map_of_no_active_cell_stays_none():

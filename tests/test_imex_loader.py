@@ -23,7 +23,7 @@ def check_records(loader, model):
         assert (grid.cellBegin, grid.cellEnd) == (begins[g], begins[g + 1])
         assert (grid.activeBegin, grid.activeEnd) == (active[g], active[g + 1])
         assert grid.activeCount == model.active_counts()[g]
-        mask = np.asarray(grid.activeMask).ravel(order="F")
+        mask = grid.activeMask.to_numpy().ravel(order="F")
         np.testing.assert_array_equal(mask, model.masks()[g])
         expected = model.packed_to_handle(g)
         if expected is None:
@@ -139,7 +139,7 @@ def test_negative_activity_is_inactive(tmp_path):
     model = small_model()
     loader, f, _, _ = open_loader(tmp_path, model)
     with f:
-        mask = np.asarray(loader.GridInfo(0).activeMask)
+        mask = loader.GridInfo(0).activeMask.to_numpy()
         assert model.icstps[20] == -1
         assert mask[0, 2, 1] == 0  # cell 20 = (0, 2, 1)
 

@@ -28,7 +28,7 @@ def test_short_activity_block_leaves_later_grids_without_selection(tmp_path):
             assert grid.activeBegin == grid.activeEnd == 20
             assert loader.FeedPackedGridFunction(g, 0, "d", Array1DBuilderDouble()) is False
         # Grid 2's mask holds what arrived.
-        assert list(np.asarray(loader.GridInfo(1).activeMask).ravel(order="F")) == [1, 0, 0, 0]
+        assert list(loader.GridInfo(1).activeMask.to_numpy().ravel(order="F")) == [1, 0, 0, 0]
 
 
 def test_selection_of_a_grid_without_mask_is_a_clear_error():

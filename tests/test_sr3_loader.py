@@ -59,7 +59,7 @@ def test_sr3_grid_through_the_loader(path, form, tmp_path):
                                           blocks["ICSTPS"][b[g]:b[g + 1]] != 0)
         # Unpacked pressure of the main grid, cell by cell, against the SR3 array.
         main = loader.GridInfo(0)
-        active_cells = np.nonzero(np.asarray(main.activeMask).ravel(order="F"))[0]
+        active_cells = np.nonzero(main.activeMask.to_numpy().ravel(order="F"))[0]
         for step, position in zip(steps, positions):
             out = Array1DBuilderDouble(main.activeCount, np.nan)
             assert loader.FeedPackedGridFunction(0, position, "d", out)

@@ -208,9 +208,9 @@ class SGridInfo:
     def activeCount(self) -> int: ...
     @property
     def childGrids(self) -> Dict[int, int]: ...
-    @property
-    def activeMask(self) -> Optional[Array]:
-        """uint8, rank 3 (ni, nj, nk): 1 active, 0 inactive; None before CreateActiveMask."""
+    activeMask: Optional[Array]
+    """uint8, rank 3 (ni, nj, nk): 1 active, 0 inactive, sharing the record's storage; None
+    before CreateActiveMask. A host may set its own (TypeError for another type or rank)."""
     @property
     def selection(self) -> Any:
         """The active cells as a ReservoirSelectionTopology, or None. Raises TypeError while

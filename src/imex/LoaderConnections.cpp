@@ -20,6 +20,7 @@ void Loader::SetupConnections() {
     ReadNamedInts("ICTPS1", first);
     ReadNamedInts("ICTPS2", second);
     m_assembly->CreateConnectionInfos();
+    m_assembly->connectionSequence.reserve(first.size());
     for (std::size_t n = 0; n < first.size(); ++n) {
         const std::int32_t a = first[n] - 1;
         const std::int32_t b =

@@ -37,19 +37,23 @@ py::object Int32Copy(const IntVector& p_vector) {
     return py::array_t<std::int32_t>(static_cast<py::ssize_t>(p_vector->size()), p_vector->data());
 }
 
-// The mask as the core's Array when _ostrel exposes that type, else a writable uint8 NumPy view
-// of shape (ni, nj, nk) in Fortran order that keeps the mask alive.
+using Mask = ostrel::core::Array<unsigned char, 3>;
+
+// The mask as the core's Array (uint8, rank 3), sharing its storage; None without a mask.
 py::object MaskObject(const SGridInfo& p_grid) {
-    using Mask = ostrel::core::Array<unsigned char, 3>;
     if (!p_grid.activeMask) return py::none();
-    if (py::detail::get_type_info(typeid(Mask))) return py::cast(p_grid.activeMask);
-    auto* keep = new std::shared_ptr<Mask>(p_grid.activeMask);
-    py::capsule owner(keep,
-                      [](void* p_keep) { delete static_cast<std::shared_ptr<Mask>*>(p_keep); });
-    const auto& shape = p_grid.activeMask->extents();
-    const py::ssize_t ni = shape[0], nj = shape[1], nk = shape[2];
-    return py::array_t<unsigned char>({ni, nj, nk}, {py::ssize_t(1), ni, ni * nj},
-                                      p_grid.activeMask->typed_data(), owner);
+    return py::cast(std::static_pointer_cast<ostrel::core::IArray>(p_grid.activeMask));
+}
+
+// A host's own mask: an Array of uint8 and rank 3, shared, or None.
+void SetMask(SGridInfo& p_grid, std::shared_ptr<ostrel::core::IArray> p_array) {
+    if (!p_array) {
+        p_grid.activeMask.reset();
+        return;
+    }
+    auto mask = std::dynamic_pointer_cast<Mask>(p_array);
+    if (!mask) throw py::type_error("activeMask must be an Array of uint8 and rank 3");
+    p_grid.activeMask = std::move(mask);
 }
 
 // The selection as the core's ReservoirSelectionTopology when _ostrel exposes that type; None
@@ -181,8 +185,9 @@ void BindGridInfo(py::module_& m) {
         .def_readwrite("activeEnd", &SGridInfo::activeEnd)
         .def_readwrite("originX", &SGridInfo::originX)
         .def_readwrite("originY", &SGridInfo::originY)
-        .def_property_readonly("activeMask", &MaskObject,
-                               "The per-cell flags (1 active), or None before CreateActiveMask.")
+        .def_property("activeMask", &MaskObject, &SetMask,
+                      "The per-cell flags (1 active) as an Array of uint8 and rank 3 sharing the "
+                      "record's storage, or None before CreateActiveMask.")
         .def_property_readonly("selection", &SelectionObject,
                                "The active cells as a selection topology, or None.")
         .def_property_readonly(
