@@ -113,12 +113,17 @@ print('after')
     assert_aborted(run_child(body), "first grid inside connectionInfos")
 
 
-def test_connection_cursor_off_the_list():
-    body = """
+# One grid of 2 x 2 x 2 with its connection record.
+ONE_GRID = """
 a = kelvara.SGridInfoAssembly()
 g = kelvara.SGridInfo(); g.ni = g.nj = g.nk = 2
 a.AddGrid(g)
 a.CreateConnectionInfos()
+"""
+
+
+def test_connection_cursor_off_the_list():
+    body = ONE_GRID + """
 a.AddConnection(0, 0, 1, 0)
 feeder = kelvara.SConnectionArrayFeeder(a, [[None]])
 feeder.InsertNextValue(1.0)
@@ -133,11 +138,7 @@ print('after')
 
 
 def test_connection_kind_beyond_the_table():
-    body = """
-a = kelvara.SGridInfoAssembly()
-g = kelvara.SGridInfo(); g.ni = g.nj = g.nk = 2
-a.AddGrid(g)
-a.CreateConnectionInfos()
+    body = ONE_GRID + """
 a.AddConnection(0, 0, 7, 0)
 feeder = kelvara.SConnectionArrayFeeder(a, [[None, None]])
 feeder.InsertNextValue(1.0)
