@@ -23,6 +23,9 @@ def check_records(loader, model):
         assert (grid.cellBegin, grid.cellEnd) == (begins[g], begins[g + 1])
         assert (grid.activeBegin, grid.activeEnd) == (active[g], active[g + 1])
         assert grid.activeCount == model.active_counts()[g]
+        assert isinstance(grid.selection, kelvara.ReservoirSelectionTopology)
+        assert grid.selection.cell_count == grid.activeCount
+        assert grid.selection.grid_shape == (ni, nj, nk)
         mask = grid.activeMask.to_numpy().ravel(order="F")
         np.testing.assert_array_equal(mask, model.masks()[g])
         expected = model.packed_to_handle(g)

@@ -1,7 +1,7 @@
 #pragma once
 
-// Checks that a call fails with a given exception of the core, with its expression, message and
-// source path word for word.
+// Helpers of the core's tests: checks that a call fails with a given exception of the core, with
+// its expression, message and source path word for word; an observer that counts.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -41,3 +41,11 @@ template <class Call>
                                              const std::string& p_file) {
     return FailsWith<tamblin::IPreconditionException>(p_call, p_expression, p_message, p_file);
 }
+
+#include "core/pattern/Subject.h"
+
+// An observer that counts its notifications.
+struct CountingObserver : ostrel::core::IObserver {
+    void update() override { ++updates; }
+    int updates = 0;
+};

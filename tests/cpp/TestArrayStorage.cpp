@@ -13,11 +13,6 @@ using ostrel::mtm::RigidVector;
 
 namespace {
 
-struct CountingObserver : IObserver {
-    void update() override { ++updates; }
-    int updates = 0;
-};
-
 template <class T>
 std::shared_ptr<VectorArrayImpl<T>> MakeStorage(unsigned p_count = 0) {
     return std::make_shared<VectorArrayImpl<T>>(p_count);

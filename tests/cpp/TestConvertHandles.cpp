@@ -3,20 +3,12 @@
 
 #include <limits>
 
+#include "CoreFailures.h"
 #include "core/array/Array.h"
 #include "eclipse/HandleConversion.h"
 
 using namespace ostrel::core;
 using kelvara::eclipse::ConvertHandles;
-
-namespace {
-
-struct CountingObserver : IObserver {
-    void update() override { ++updates; }
-    int updates = 0;
-};
-
-}  // namespace
 
 TEST(ConvertHandles, IntArrayLosesOne) {
     Array<int, 1> cells(default_array_factory(), 3);

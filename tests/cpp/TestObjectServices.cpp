@@ -18,11 +18,6 @@ namespace {
 
 struct Subject : ISubject {};
 
-struct CountingObserver : IObserver {
-    void update() override { ++updates; }
-    int updates = 0;
-};
-
 struct ThrowingObserver : IObserver {
     void update() override { throw std::runtime_error("update failed"); }
 };

@@ -131,6 +131,12 @@ TEST(CreateArray, SelectionReadsViewsThroughItsCellMap) {
     std::shared_ptr<IArray> result = selection->create_array(view, factory());
     auto& typed = dynamic_cast<Array<short, 1>&>(*result);
     EXPECT_EQ(std::vector<short>(typed.begin(), typed.end()), (std::vector<short>{10, 12, 14, 15}));
+    // Views are read on cells only.
+    view.set_location(onVertex);
+    EXPECT_TRUE(FailsAvailability([&] { selection->create_array(view, factory()); },
+                                  "create_array_of_view", " is not available for ",
+                                  view.type_name(), "",
+                                  "varnok/topology/ReservoirSelectionTopology"));
     // A view of long long has its own place in the chain.
     auto wide = std::make_shared<GridFunction<ArrayGridFunctionImpl<Array<long long, 3>>,
                                               PassHandleMapper, ostrel::is::Writable>>(
@@ -179,6 +185,24 @@ TEST(CreateHistogram, FourUnitBinsWithWeights) {
     ArrayGridFunction<float, 3> weight(array3<float>(box(4, 1, 1), {0.5f, 2.0f, 3.0f, 4.0f}));
     EXPECT_EQ(values_of(topology.create_histogram(function, 0, 4, 4, weight, factory(), false)),
               (std::vector<double>{3, 2, 0, 0, 0.5, 4}));
+    // A float64 weight in the box's cell order is read by cell number: the same sums.
+    ArrayGridFunction<double, 3> doubles(array3<double>(box(4, 1, 1), {0.5, 2.0, 3.0, 4.0}));
+    EXPECT_EQ(values_of(topology.create_histogram(function, 0, 4, 4, doubles, factory(), false)),
+              (std::vector<double>{3, 2, 0, 0, 0.5, 4}));
+    // A weight of another shape is read by (i, j, k).
+    ArrayGridFunction<double, 3> wider(array3<double>(box(5, 1, 1), {0.5, 2.0, 3.0, 4.0, 100.0}));
+    EXPECT_EQ(values_of(topology.create_histogram(function, 0, 4, 4, wider, factory(), false)),
+              (std::vector<double>{3, 2, 0, 0, 0.5, 4}));
+    // On corners the same function fails at the first handle.
+    ArrayGridFunction<double, 3> on_corners(array3<double>(box(4, 1, 1), {0, 0, 0, 0}));
+    on_corners.set_location(onVertex);
+    EXPECT_TRUE(FailsPrecondition(
+        [&] {
+            topology.create_histogram(on_corners, 0, 4, 4, AlwaysOneGridFunction(), factory(),
+                                      false);
+        },
+        "accepts<HandleType_>::value",
+        wrong_handle_message("[0, 0, 0, 0]", "Handle4", "Handle1, Handle3"), gen_file));
 }
 
 TEST(CreateHistogram, SelectionsCountTheirCellsAndCorners) {

@@ -56,13 +56,9 @@ void SetMask(SGridInfo& p_grid, std::shared_ptr<ostrel::core::IArray> p_array) {
     p_grid.activeMask = std::move(mask);
 }
 
-// The selection as the core's ReservoirSelectionTopology when _ostrel exposes that type; None
-// without a selection. A selection the host can't see as such raises TypeError.
+// The selection as the core's ReservoirSelectionTopology, or None without a selection.
 py::object SelectionObject(const SGridInfo& p_grid) {
     if (!p_grid.selection) return py::none();
-    if (!py::detail::get_type_info(typeid(ostrel::varnok::ReservoirSelectionTopology))) {
-        throw py::type_error("ReservoirSelectionTopology is not exposed to Python");
-    }
     return py::cast(p_grid.selection);
 }
 

@@ -10,5 +10,7 @@ PYBIND11_MODULE(_ostrel, m) {
     RegisterArrays(m);
     RegisterFeeders(m);
     RegisterCharVector(m);
+    RegisterGridFunctions(m);
+    RegisterTopologies(m);
     RegisterGridRecords(m);
 }

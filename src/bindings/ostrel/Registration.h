@@ -14,6 +14,10 @@ void RegisterArrays(py::module_& m);
 void RegisterFeeders(py::module_& m);
 // CharVector, the mask type of the readers.
 void RegisterCharVector(py::module_& m);
+// GridFunction.
+void RegisterGridFunctions(py::module_& m);
+// HandleMapper, ReservoirTopology and ReservoirSelectionTopology.
+void RegisterTopologies(py::module_& m);
 // The grid description records and the connection feeder.
 void RegisterGridRecords(py::module_& m);
 

@@ -19,12 +19,23 @@ OSTREL_CORE_API void check_weight(const IGridFunction& p_weight, LocationType p_
 [[noreturn]] OSTREL_CORE_API void fail_location(unsigned int p_line);
 }  // namespace histogram_detail
 
-// p_read(handle) gives the value as float64; p_walk_cells and p_walk_vertices call their
-// argument with each handle of the walk.
-template <class Read, class WalkCells, class WalkVertices>
+// The weight as float64 at a handle, through the weight's interface.
+struct ReadWeight {
+    const IGridFunction* weight;
+    template <class H>
+    double operator()(const H& p_handle) const {
+        return weight->as_float64(p_handle);
+    }
+};
+
+// p_read(handle) and p_read_weight(handle) give value and weight as float64 (the caller may
+// read either without a call per value when it knows where they lie); p_walk_cells and
+// p_walk_vertices call their argument with each handle of the walk.
+template <class Read, class ReadWeightAt, class WalkCells, class WalkVertices>
 std::shared_ptr<IArray> create_histogram(const IGridFunction& p_function, Read&& p_read,
                                          double p_minimum, double p_maximum, int p_bins,
                                          const IGridFunction& p_weight,
+                                         ReadWeightAt&& p_read_weight,
                                          const IArrayImplFactory& p_factory, bool p_closed,
                                          WalkCells&& p_walk_cells, WalkVertices&& p_walk_vertices) {
     histogram_detail::check_bins(p_bins, __LINE__);
@@ -34,7 +45,7 @@ std::shared_ptr<IArray> create_histogram(const IGridFunction& p_function, Read&&
     double* counts = result->typed_data();
     const bool plain_count = typeid(p_weight) == typeid(AlwaysOneGridFunction);
     auto add = [&](const auto& p_handle) {
-        counts[bins.index_of(p_read(p_handle))] += p_weight.as_float64(p_handle);
+        counts[bins.index_of(p_read(p_handle))] += p_read_weight(p_handle);
     };
     auto count = [&](const auto& p_handle) { counts[bins.index_of(p_read(p_handle))] += 1.0; };
     const LocationType location = p_function.location();

@@ -23,7 +23,8 @@ class HistogramBins {
     std::size_t index_of(double p_value) const {
         if (p_value < m_minimum) return 0;
         if (p_value < m_maximum) {
-            return static_cast<std::size_t>(std::floor((p_value - m_minimum) / m_width)) + 1;
+            // The quotient is not negative here, so truncation is the floor (and needs no call).
+            return static_cast<std::size_t>((p_value - m_minimum) / m_width) + 1;
         }
         if (p_value == m_maximum && m_closed) return m_bins;
         return m_bins + 1;

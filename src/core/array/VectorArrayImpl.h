@@ -1,13 +1,14 @@
 #pragma once
 
-// VectorArrayImpl<T>: storage in one contiguous vector of T. For bool the vector holds one byte
-// per element, so that data hands out a plain bool pointer. One template for the 45 storage
-// types, instantiated in VectorArrayImplInstances.cpp.
+// VectorArrayImpl<T>: storage in one contiguous vector of T (large ones on huge pages). For bool
+// the vector holds one byte per element, so that data hands out a plain bool pointer. One template
+// for the 45 storage types, instantiated in VectorArrayImplInstances.cpp.
 #include <type_traits>
 #include <vector>
 
 #include "core/array/ElementTypes.h"
 #include "core/array/IArrayImpl.h"
+#include "core/array/StorageAllocator.h"
 
 namespace ostrel::core {
 
@@ -45,7 +46,7 @@ class OSTREL_CORE_API VectorArrayImpl final : public IArrayImpl {
 
     VectorArrayImpl(const VectorArrayImpl& p_other);
 
-    std::vector<stored_type> m_vector;
+    std::vector<stored_type, StorageAllocator<stored_type>> m_vector;
 };
 
 #define OSTREL_EXTERN_VECTOR_ARRAY_IMPL(...) extern template class VectorArrayImpl<__VA_ARGS__>;

@@ -108,6 +108,19 @@ class ViewGridFunctionImpl {
     }
     unsigned int element_count() const { return m_cell_map.size(); }
 
+    // The values of selected cells 0 .. p_count-1 in order, as get gives them, with the
+    // pointers read once.
+    void copy_values(value_type* p_out, unsigned int p_count) const {
+        const Handle3* cells = m_cell_map.typed_data();
+        const value_type* values = m_viewed->held_array().typed_data();
+        const unsigned int ni = m_box[0];
+        const unsigned int nj = m_box[1];
+        for (unsigned int n = 0; n < p_count; ++n) {
+            const Handle3& ijk = cells[n];
+            p_out[n] = values[(nj * ijk[2] + ijk[1]) * ni + ijk[0]];
+        }
+    }
+
     const std::shared_ptr<const G>& viewed() const { return m_viewed; }
     const Array<Handle3, 1>& cell_map() const { return m_cell_map; }
     const Handle3& box() const { return m_box; }

@@ -22,6 +22,28 @@ void Observations::attach(ISubject* p_subject, IObserver* p_observer) {
     m_reverse[p_observer].insert(p_subject);
 }
 
+namespace {
+
+// Removes p_value from the set of p_key in p_map, and the entry of p_key once its set is empty.
+template <class Map, class Key, class Value>
+void drop_link(Map& p_map, Key p_key, Value p_value) {
+    auto entry = p_map.find(p_key);
+    if (entry == p_map.end()) return;
+    entry->second.erase(p_value);
+    if (entry->second.empty()) p_map.erase(entry);
+}
+
+// Removes p_key and all its links from p_map, and its links from the reverse map p_reverse.
+template <class Map, class Reverse, class Key>
+void drop_all_links(Map& p_map, Reverse& p_reverse, Key p_key) {
+    auto entry = p_map.find(p_key);
+    if (entry == p_map.end()) return;
+    for (auto other : entry->second) drop_link(p_reverse, other, p_key);
+    p_map.erase(entry);
+}
+
+}  // namespace
+
 void Observations::detach(ISubject* p_subject, IObserver* p_observer) {
     auto map_it = m_map.find(p_subject);
     OSTREL_PRECONDITION(map_it != m_map.end(), "map_it != m_map.end()", kSubjectFile,
@@ -29,44 +51,21 @@ void Observations::detach(ISubject* p_subject, IObserver* p_observer) {
     auto obs_it = map_it->second.find(p_observer);
     OSTREL_PRECONDITION(obs_it != map_it->second.end(), "obs_it != map_it->second.end()",
                         kSubjectFile, kInvalidObservation);
-    map_it->second.erase(obs_it);
     // A subject whose last observer left has no entry any more.
-    if (map_it->second.empty()) m_map.erase(map_it);
-    auto reverse_it = m_reverse.find(p_observer);
-    if (reverse_it != m_reverse.end()) {
-        reverse_it->second.erase(p_subject);
-        if (reverse_it->second.empty()) m_reverse.erase(reverse_it);
-    }
+    drop_link(m_map, p_subject, p_observer);
+    drop_link(m_reverse, p_observer, p_subject);
 }
 
 void Observations::notify(ISubject* p_subject) {
-    auto map_it = m_map.find(p_subject);
-    const ObserverSet& observers = map_it == m_map.end() ? m_empty : map_it->second;
-    for (IObserver* observer : observers) observer->update();
+    for (IObserver* observer : observers_of(p_subject)) observer->update();
 }
 
 void Observations::remove_subject(ISubject* p_subject) {
-    auto map_it = m_map.find(p_subject);
-    if (map_it == m_map.end()) return;
-    for (IObserver* observer : map_it->second) {
-        auto reverse_it = m_reverse.find(observer);
-        if (reverse_it == m_reverse.end()) continue;
-        reverse_it->second.erase(p_subject);
-        if (reverse_it->second.empty()) m_reverse.erase(reverse_it);
-    }
-    m_map.erase(map_it);
+    drop_all_links(m_map, m_reverse, p_subject);
 }
 
 void Observations::remove_observer(IObserver* p_observer) {
-    auto reverse_it = m_reverse.find(p_observer);
-    if (reverse_it == m_reverse.end()) return;
-    for (ISubject* subject : reverse_it->second) {
-        auto map_it = m_map.find(subject);
-        if (map_it == m_map.end()) continue;
-        map_it->second.erase(p_observer);
-        if (map_it->second.empty()) m_map.erase(map_it);
-    }
-    m_reverse.erase(reverse_it);
+    drop_all_links(m_reverse, m_map, p_observer);
 }
 
 const Observations::ObserverSet& Observations::observers_of(ISubject* p_subject) const {

@@ -178,12 +178,6 @@ ListHash::Run ReservoirSelectionTopology::vertex_cells(unsigned int p_vertex) co
     return ListHash::Run{values + offsets[p_vertex], values + offsets[p_vertex + 1]};
 }
 
-std::uint32_t ReservoirSelectionTopology::accepted_handles(LocationType p_location) const {
-    if (p_location <= onLocation3) return 5;
-    if (p_location == onLocation4) return 1;
-    return 0;
-}
-
 void ReservoirSelectionTopology::do_get_elements_on(LocationType, AnyHandle, LocationType,
                                                     const CellPredicate&, HandleCollection&) const {
     OSTREL_NOT_AVAILABLE(*this, " is not implemented yet for ", s_file, "");

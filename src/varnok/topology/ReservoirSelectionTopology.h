@@ -26,7 +26,6 @@ class OSTREL_CORE_API ReservoirSelectionTopology : public ReservoirTopologyBase 
     unsigned int number_of_cells() const override { return m_count; }
     core::ArrayShape cell_shape() const override { return core::ArrayShape::flat(m_count); }
     core::ArrayShape vertex_shape() const override { return core::ArrayShape::extents(m_count, 8); }
-    std::uint32_t accepted_handles(core::LocationType p_location) const override;
     void do_get_elements_on(core::LocationType p_from, core::AnyHandle p_handle,
                             core::LocationType p_to, const core::CellPredicate& p_predicate,
                             core::HandleCollection& p_result) const override;

@@ -33,12 +33,6 @@ ArrayShape ReservoirTopology::vertex_shape() const {
     return ArrayShape::extents16(m_shape[0], m_shape[1], m_shape[2], 8);
 }
 
-std::uint32_t ReservoirTopology::accepted_handles(LocationType p_location) const {
-    if (p_location <= onLocation3) return 5;
-    if (p_location == onLocation4) return 1;
-    return 0;
-}
-
 void ReservoirTopology::do_get_elements_on(LocationType, AnyHandle, LocationType,
                                            const CellPredicate&, HandleCollection&) const {
     OSTREL_NOT_AVAILABLE(*this, " is not implemented yet for ", s_file, "");

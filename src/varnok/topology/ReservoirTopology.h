@@ -25,7 +25,6 @@ class OSTREL_CORE_API ReservoirTopology : public ReservoirTopologyBase {
     unsigned int number_of_cells() const override;
     core::ArrayShape cell_shape() const override;
     core::ArrayShape vertex_shape() const override;
-    std::uint32_t accepted_handles(core::LocationType p_location) const override;
     void do_get_elements_on(core::LocationType p_from, core::AnyHandle p_handle,
                             core::LocationType p_to, const core::CellPredicate& p_predicate,
                             core::HandleCollection& p_result) const override;

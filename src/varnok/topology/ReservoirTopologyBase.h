@@ -17,6 +17,8 @@ class OSTREL_CORE_API ReservoirTopologyBase : public core::ITopology {
     unsigned int corners_per_cell(unsigned int, unsigned int, unsigned int) const override {
         return 8;
     }
+    // Locations 0 to 3 take Handle1 and Handle3 (5), location 4 Handle1 alone (1).
+    std::uint32_t accepted_handles(core::LocationType p_location) const override;
 
   protected:
     // The topology as the visitor receives it, or null when it is not held by a shared pointer.
