@@ -37,3 +37,22 @@ def test_readme_mores_example(tmp_path, capsys):
     exec(compile(code, "README.md", "exec"), scope)
     np.testing.assert_array_equal(scope["feeder"].to_numpy(), [0.25, 0.5, 0.75])
     assert capsys.readouterr().out.strip() == str(np.array([0.25, 0.5, 0.75]))
+
+
+def test_readme_loader_example(tmp_path, capsys):
+    from loaderfixtures import small_model
+
+    model = small_model()
+    path = tmp_path / "CASE.irf"
+    n = len(model.ipstcs)
+    table, (pressure_pos,) = model.write(path, results=[("d", np.arange(n) + 0.5)])
+    code = example("imex.Loader").replace('"CASE.irf"', repr(str(path)))
+    scope = {"table": table, "pressure_pos": pressure_pos}
+    exec(compile(code, "README.md", "exec"), scope)
+    assert capsys.readouterr().out.splitlines() == ["3 (4, 3, 2) 20"]
+    expected = np.full(24, np.nan)
+    active = np.nonzero(model.icstps[:24] > 0)[0]
+    # Packed cell p of the main grid is cell ipstcs[p] - 1.
+    expected[model.ipstcs[:20] - 1] = np.arange(20) + 0.5
+    np.testing.assert_array_equal(scope["cells"], expected)
+    assert np.isnan(scope["cells"]).sum() == 24 - len(active)

@@ -27,6 +27,12 @@ from ._ostrel import (
     PreconditionError,
     ReservoirSelectionTopology,
     ReservoirTopology,
+    SConnectionArrayFeeder,
+    SConnectionGridInfo,
+    SExternalNNCInfo,
+    SGridInfo,
+    SGridInfoAssembly,
+    TConnectionRef,
 )
 from . import _kelvaraio
 from ._kelvaraio import eclipse, imex, mores
@@ -51,6 +57,12 @@ __all__ = [
     "PreconditionError",
     "ReservoirSelectionTopology",
     "ReservoirTopology",
+    "SConnectionArrayFeeder",
+    "SConnectionGridInfo",
+    "SExternalNNCInfo",
+    "SGridInfo",
+    "SGridInfoAssembly",
+    "TConnectionRef",
     "eclipse",
     "imex",
     "mores",

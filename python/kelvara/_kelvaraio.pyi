@@ -1,10 +1,13 @@
 """Readers of ECLIPSE, IMEX and MoReS files, in the scopes eclipse, imex and mores."""
 
-from typing import IO, Any, Dict, List, Literal, Optional, SupportsIndex, Union, overload
+from typing import IO, Any, Dict, List, Literal, Optional, SupportsIndex, Tuple, Union, overload
 
 import numpy as np
 
-from ._ostrel import Array, ArrayFeeder, CharVector, CompleteCornersBuilder
+from ._ostrel import (Array, Array1DBuilderDouble, Array1DBuilderFloat, Array1DBuilderInt,
+                      Array3DBuilderDouble, Array3DBuilderFloat, Array3DBuilderUChar,
+                      ArrayFeeder, CharVector, CompleteCornersBuilder,
+                      SConnectionArrayFeeder, SGridInfo, SGridInfoAssembly)
 
 _File = IO[Any]
 # An item type code: a str of one character below U+0100, or a bytes of one byte.
@@ -166,13 +169,53 @@ class imex:
         @property
         def data_size(self) -> int: ...
 
+    class Loader:
+        """The grid hierarchy of an IMEX file, built from a Section and a table of named
+        blocks: any mapping of block name to records with mrf_pos. A missing name raises the
+        mapping's own error (KeyError for a dict). The loader reads through its own copy of the
+        section; the file must stay open for its whole life. A grid index outside the list ends
+        the process (the checked-container failure path)."""
+
+        def __init__(self, section: "imex.Section", table: Any) -> None: ...
+        def GridCount(self) -> int: ...
+        def GridInfo(self, grid: int) -> SGridInfo: ...
+        def GetGeometryArrayNames(self) -> List[str]:
+            """"CORNERS" if present, else "BLOCKSIZE" and "BLOCKDEPTH" where present; then
+            "BLOCKPVOL" if present."""
+        def HasGeometryArray(self, name: str) -> bool: ...
+        def FeedCorners(self, grid: int, feeder: CompleteCornersBuilder) -> bool:
+            """Any other feeder raises the cast error."""
+        def FeedPayDepth(self, grid: int,
+                         feeder: Union[Array3DBuilderFloat, Array3DBuilderDouble, Any]) -> bool: ...
+        def FeedDeltas(self, grid: int, dx: Union[Array1DBuilderFloat, Array1DBuilderDouble],
+                       dy: Union[Array1DBuilderFloat, Array1DBuilderDouble],
+                       dz: Union[Array3DBuilderFloat, Array3DBuilderDouble]) -> bool:
+            """All three of one precision, else False."""
+        def FeedActnum(self, grid: int,
+                       feeder: Union[Array3DBuilderDouble, Array3DBuilderUChar, Any]) -> bool: ...
+        def FeedGridArray(self, name: str, grid: int,
+                          feeder: Union[Array3DBuilderFloat, Array3DBuilderDouble, Any]) -> bool: ...
+        def FeedPackedGridFunction(
+                self, grid: int, position: int, type: _TypeCode,
+                feeder: Union[Array1DBuilderFloat, Array1DBuilderDouble, Array1DBuilderInt,
+                              ArrayFeeder, Any]) -> bool:
+            """RuntimeError "Invalid Feeder type!" for no ArrayFeeder; False for another
+            ArrayFeeder or a grid without active cells; RuntimeError "Invalid section type must
+            be 'i' or 'd'!" for another type."""
+        def FeedConnectionGridFunctions(self, position: int, type: _TypeCode,
+                                        feeder: SConnectionArrayFeeder) -> bool: ...
+        def HostCellIJK(self, grid: int) -> Optional[Tuple[int, int, int]]: ...
+        def SetupConnections(self) -> None: ...
+        def GetGridAssembly(self) -> SGridInfoAssembly: ...
+
 class mores:
     """MoReS base-64 data: raw little-endian items as base-64 text, fed straight into
     feeders. Each call decodes at most count characters (nothing when count < 1); the first
     byte outside the base-64 alphabet ('=', a line end, a blank) or the end of the file ends the
     data. The file object is left at the end of the last chunk of up to 1024 characters read.
     Argument tests, in order: the file (TypeError "First argument must be a file object!"), the
-    feeder (RuntimeError "Unknown Array Feeder" / "Unknown Corners Array Feeder"), the type
+    feeder (RuntimeError "Unknown Array Feeder" / "Unknown Connection Array Feeder" /
+    "Unknown Corners Array Feeder"), the type
     (RuntimeError "Invalid data type")."""
 
     @staticmethod
@@ -183,6 +226,11 @@ class mores:
                           feeder: ArrayFeeder) -> bool:
         """The items whose index lies in [first, last); the whole stretch is read. Always
         True."""
+    @staticmethod
+    def B64FeedConnectionArray(file: _File, type: _TypeCode, count: int,
+                               feeder: SConnectionArrayFeeder) -> bool:
+        """Every item, from where the file object stands, into an SConnectionArrayFeeder
+        (RuntimeError "Unknown Connection Array Feeder" for any other feeder). Always True."""
     @staticmethod
     def B64FeedCornersArray(file: _File, begin: int, end: int, first: int, last: int,
                             stride: int, feeder: CompleteCornersBuilder) -> bool:

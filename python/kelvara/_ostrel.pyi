@@ -1,6 +1,6 @@
 """Feeders and builders: the sinks that readers pour values into."""
 
-from typing import Any, Iterable, List, Optional, Tuple, Union
+from typing import Any, Dict, Iterable, List, Optional, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -280,3 +280,106 @@ class ReservoirSelectionTopology(_Topology):
     def shared_vertex_count(self) -> int: ...
     def vertex_cells(self, vertex: int) -> List[int]: ...
     def view(self, function: GridFunction) -> GridFunction: ...
+
+_Target = Union[Array1DBuilderFloat, Array1DBuilderDouble, Array1DBuilderInt, None]
+
+class TConnectionRef:
+    """One connection as its values are routed: its first grid, its kind (0, 1, 2 neighbours
+    along i, j, k; 3 other pairs inside the grid; 4 and up to another grid) and its index."""
+
+    def __init__(self, grid: int = 0, kind: int = 0, index: int = 0) -> None: ...
+    @property
+    def grid(self) -> int: ...
+    @property
+    def kind(self) -> int: ...
+    @property
+    def index(self) -> int: ...
+
+class SExternalNNCInfo:
+    """The connections of one grid to one other grid, cells local to their grids."""
+
+    @property
+    def connectionCount(self) -> int: ...
+    @property
+    def fromGrid(self) -> int: ...
+    @property
+    def toGrid(self) -> int: ...
+    @property
+    def fromCells(self) -> npt.NDArray[np.int32]: ...
+    @property
+    def toCells(self) -> npt.NDArray[np.int32]: ...
+
+class SConnectionGridInfo:
+    """The connections that start in one grid."""
+
+    @property
+    def grid(self) -> Optional["SGridInfo"]: ...
+    @property
+    def nncCount(self) -> int: ...
+    @property
+    def nnc1(self) -> npt.NDArray[np.int32]: ...
+    @property
+    def nnc2(self) -> npt.NDArray[np.int32]: ...
+    @property
+    def externalNNC(self) -> List[SExternalNNCInfo]: ...
+
+class SGridInfo:
+    """One grid of a model. ni, nj, nk start at -1; gridIndex, hostGrid, hostCell at -1."""
+
+    ni: int
+    nj: int
+    nk: int
+    gridIndex: int
+    hostGrid: int
+    hostCell: int
+    cellBegin: int
+    cellEnd: int
+    activeBegin: int
+    activeEnd: int
+    originX: float
+    originY: float
+    def __init__(self) -> None: ...
+    @property
+    def activeCount(self) -> int: ...
+    @property
+    def childGrids(self) -> Dict[int, int]: ...
+    activeMask: Optional[Array]
+    """uint8, rank 3 (ni, nj, nk): 1 active, 0 inactive, sharing the record's storage; None
+    before CreateActiveMask. A host may set its own (TypeError for another type or rank)."""
+    @property
+    def selection(self) -> Optional[ReservoirSelectionTopology]:
+        """The active cells as a selection topology, or None before CreateSelection."""
+    @property
+    def packedToHandle(self) -> Optional[npt.NDArray[np.int32]]: ...
+    def CreateActiveMask(self) -> None: ...
+    def CreateSelection(self) -> None:
+        """RuntimeError without a mask."""
+    def CreatePackedMap(self) -> None: ...
+
+class SGridInfoAssembly:
+    """A whole model: grids, per-grid connection records, every connection in order."""
+
+    def __init__(self) -> None: ...
+    @property
+    def gridList(self) -> List[SGridInfo]: ...
+    @property
+    def connectionInfos(self) -> List[SConnectionGridInfo]: ...
+    @property
+    def connectionSequence(self) -> List[TConnectionRef]: ...
+    def AddGrid(self, grid: SGridInfo) -> None: ...
+    def CreateConnectionInfos(self) -> None: ...
+    def AddConnection(self, cell1: int, grid1: int, cell2: int, grid2: int) -> TConnectionRef:
+        """A copy of the appended entry. A grid1 without a connection record ends the
+        process."""
+
+class SConnectionArrayFeeder:
+    """Routes each value of a connection block to targets[grid][kind] of the connection under
+    its cursor, at the connection's index; None targets pass their values over."""
+
+    def __init__(self, assembly: SGridInfoAssembly,
+                 targets: Iterable[Iterable[_Target]]) -> None: ...
+    def InsertNextValue(self, value: float) -> None: ...
+    @property
+    def cursor(self) -> int: ...
+    @property
+    def targets(self) -> List[List[_Target]]: ...

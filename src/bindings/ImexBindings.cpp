@@ -133,6 +133,7 @@ void ExposeImex(py::class_<ImexScope>& p_scope) {
             return py::str("<imex.Section frame={} data_size={} at {}>")
                 .format(p_section.frame(), p_section.data_size(), p_section.start_pos());
         });
+    ExposeLoader(p_scope);
 }
 
 }  // namespace kelvara::bindings

@@ -10,4 +10,7 @@ struct ImexScope {};
 // Exposes the classes and static methods of the imex scope, in their order.
 void ExposeImex(py::class_<ImexScope>& p_scope);
 
+// Exposes Loader in the imex scope; called by ExposeImex after Section.
+void ExposeLoader(py::class_<ImexScope>& p_scope);
+
 }  // namespace kelvara::bindings

@@ -9,6 +9,7 @@
 #include "bindings/FileObject.h"
 #include "builder/ArrayFeeder.h"
 #include "builder/CompleteCornersBuilder.h"
+#include "builder/SConnectionArrayFeeder.h"
 #include "mores/Feeds.h"
 
 namespace kelvara::bindings {
@@ -43,6 +44,16 @@ bool B64SliceFeedArray(py::handle p_file, CharArg p_type, std::int32_t p_count,
     });
 }
 
+bool B64FeedConnectionArray(py::handle p_file, CharArg p_type, std::int32_t p_count,
+                            py::handle p_feeder) {
+    return WithHostStream(p_file, [&](const auto& p_stream) {
+        auto feeder =
+            RequireFeeder<builder::SConnectionArrayFeeder>(p_feeder, kUnknownConnectionArrayFeeder);
+        mores::FeedConnectionArray(*p_stream, p_type.value, p_count, *feeder);
+        return true;
+    });
+}
+
 bool B64FeedCornersArray(py::handle p_file, std::int32_t p_begin, std::int32_t p_end,
                          std::int32_t p_first, std::int32_t p_last, std::int32_t p_stride,
                          py::handle p_feeder) {
@@ -71,6 +82,12 @@ void ExposeMores(py::class_<_mores::MoReSScope>& p_scope) {
         py::arg("first"), py::arg("last"), py::arg("feeder"),
         "As B64FeedArray, feeding only the items whose index lies in [first, last); the whole "
         "stretch is read all the same. Always True.");
+    p_scope.def_static(
+        "B64FeedConnectionArray", &B64FeedConnectionArray, py::arg("file"), py::arg("type"),
+        py::arg("count"), py::arg("feeder"),
+        "As B64FeedArray, into an SConnectionArrayFeeder, which sends each value to the target "
+        "of the connection under its cursor. Any other feeder raises RuntimeError \"Unknown "
+        "Connection Array Feeder\". Always True.");
     p_scope.def_static(
         "B64FeedCornersArray", &B64FeedCornersArray, py::arg("file"), py::arg("begin"),
         py::arg("end"), py::arg("first"), py::arg("last"), py::arg("stride"), py::arg("feeder"),

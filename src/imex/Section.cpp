@@ -113,15 +113,20 @@ void Section::CheckFits(std::int64_t p_from, std::int64_t p_count, std::int64_t 
                              " items, more than the rest of the file can hold");
 }
 
-template <class Kind>
-bool Section::BeginRange(std::int64_t p_first, std::int64_t& p_count) {
-    if (p_count == -1) p_count = m_data_size >> Kind::shift;
-    const std::int64_t from = m_data_pos + p_first * static_cast<std::int64_t>(Kind::width);
-    const std::int64_t to = from + p_count * static_cast<std::int64_t>(Kind::width);
+bool Section::SeekRange(std::size_t p_width, std::int64_t p_first, std::int64_t& p_count) {
+    const auto width = static_cast<std::int64_t>(p_width);
+    if (p_count == -1) p_count = m_data_size / width;
+    const std::int64_t from = m_data_pos + p_first * width;
+    const std::int64_t to = from + p_count * width;
     if (to > m_end_pos) return false;
     if (from < 0) return false;
     m_stream->seek(from);
     return true;
+}
+
+template <class Kind>
+bool Section::BeginRange(std::int64_t p_first, std::int64_t& p_count) {
+    return SeekRange(Kind::width, p_first, p_count);
 }
 
 template <class Kind>

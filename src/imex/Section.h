@@ -65,6 +65,11 @@ class Section {
                           std::int32_t p_count);
     bool ReadWholeIntSection(std::vector<std::int32_t>& p_vector);
 
+    // The range test of the ranged reads for items of p_width bytes (4 or 8): p_count -1 becomes
+    // all items of the payload; false when the range runs past end_pos or starts before the
+    // file, else the stream stands at the range's first item.
+    bool SeekRange(std::size_t p_width, std::int64_t p_first, std::int64_t& p_count);
+
     // The whole payload into p_out, which has room for ItemsCount items of the type: in host
     // order after a complete read; after a failed one the bytes that arrived, as they stand,
     // and zeros behind them. Throws std::runtime_error, writing nothing, when the rest of the

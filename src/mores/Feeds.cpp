@@ -4,6 +4,7 @@
 
 #include "builder/ArrayFeeder.h"
 #include "builder/CompleteCornersBuilder.h"
+#include "builder/SConnectionArrayFeeder.h"
 #include "mores/Base64.h"
 
 namespace kelvara::mores {
@@ -74,6 +75,15 @@ void SliceFeedArray(stream::FileStream& p_stream, char p_type, std::int64_t p_co
         decode_base64<Value>(p_stream, p_count, [&](Value p_value) {
             if (rule.take()) p_feeder.InsertNextValue(p_value);
         });
+    });
+}
+
+void FeedConnectionArray(stream::FileStream& p_stream, char p_type, std::int64_t p_count,
+                         builder::SConnectionArrayFeeder& p_feeder) {
+    with_item_type(p_type, [&](auto p_item) {
+        using Value = decltype(p_item);
+        decode_base64<Value>(p_stream, p_count,
+                             [&](Value p_value) { p_feeder.InsertNextValue(p_value); });
     });
 }
 

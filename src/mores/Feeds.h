@@ -9,6 +9,10 @@ class ArrayFeeder;
 class CompleteCornersBuilder;
 }  // namespace ostrel::builder
 
+namespace kelvara::builder {
+class SConnectionArrayFeeder;
+}
+
 namespace kelvara::mores {
 
 // The base-64 feeds of MoReS data, from where the stream stands, taking at most p_count
@@ -24,6 +28,10 @@ void FeedArray(stream::FileStream& p_stream, char p_type, std::int64_t p_count,
 void SliceFeedArray(stream::FileStream& p_stream, char p_type, std::int64_t p_count,
                     std::int32_t p_first, std::int32_t p_last,
                     ostrel::builder::ArrayFeeder& p_feeder);
+
+// Every item to the connection feeder, which routes it by its cursor.
+void FeedConnectionArray(stream::FileStream& p_stream, char p_type, std::int64_t p_count,
+                         builder::SConnectionArrayFeeder& p_feeder);
 
 // Doubles in bands: the items in [first, last), where an item at or behind last first moves
 // the band on by p_stride, once per item.

@@ -12,4 +12,5 @@ PYBIND11_MODULE(_ostrel, m) {
     RegisterCharVector(m);
     RegisterGridFunctions(m);
     RegisterTopologies(m);
+    RegisterGridRecords(m);
 }

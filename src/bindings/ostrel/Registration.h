@@ -18,5 +18,7 @@ void RegisterCharVector(py::module_& m);
 void RegisterGridFunctions(py::module_& m);
 // HandleMapper, ReservoirTopology and ReservoirSelectionTopology.
 void RegisterTopologies(py::module_& m);
+// The grid description records and the connection feeder.
+void RegisterGridRecords(py::module_& m);
 
 }  // namespace kelvara::bindings
