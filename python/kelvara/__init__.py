@@ -20,6 +20,8 @@ from ._ostrel import (
 )
 from . import _kelvaraio
 from ._kelvaraio import eclipse, imex, mores
+from ._errors import FormatError
+from ._api import EclipseFile, Keyword, open
 
 __version__ = "0.1.0"
 
@@ -33,7 +35,11 @@ __all__ = [
     "ArrayFeeder",
     "CharVector",
     "CompleteCornersBuilder",
+    "EclipseFile",
+    "FormatError",
+    "Keyword",
     "eclipse",
     "imex",
     "mores",
+    "open",
 ]

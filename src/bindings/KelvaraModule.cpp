@@ -6,6 +6,7 @@
 #include "bindings/EclipseBindings.h"
 #include "bindings/ImexBindings.h"
 #include "bindings/MoresBindings.h"
+#include "bindings/TypedReadBindings.h"
 
 PYBIND11_MODULE(_kelvaraio, m) {
     using namespace kelvara::bindings;
@@ -35,4 +36,6 @@ PYBIND11_MODULE(_kelvaraio, m) {
 
     py::class_<_mores::MoReSScope> mores(m, "mores", "MoReS base-64 data.");
     ExposeMores(mores);
+
+    ExposeTypedRead(m);
 }
