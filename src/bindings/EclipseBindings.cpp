@@ -7,6 +7,7 @@
 
 #include "bindings/FeederTries.h"
 #include "bindings/FileObject.h"
+#include "bindings/GridFileBindings.h"
 #include "builder/ArrayFeeder.h"
 #include "eclipse/ItemRecords.h"
 #include "eclipse/Section.h"
@@ -219,6 +220,7 @@ void ExposeEclipseSection(py::class_<EclipseScope>& p_scope) {
 void ExposeEclipseStatics(py::class_<EclipseScope>& p_scope) {
     p_scope.def_static("MapFileSections", &MapFileSections, py::arg("file"),
                        "A dict of the file's sections by name, the last occurrence of each.");
+    ExposeGridFileScans(p_scope);
     p_scope.def_static("ReadGridCornersSections", &ReadSequence<eclipse::ReadCornersSequence>,
                        py::arg("file"), py::arg("count"), py::arg("position"), py::arg("feeder"),
                        "Feeds the items of count CORNERS sections from position on.");
@@ -228,6 +230,7 @@ void ExposeEclipseStatics(py::class_<EclipseScope>& p_scope) {
     p_scope.def_static("ReadGridHostnumSections", &ReadSequence<eclipse::ReadHostnumSequence>,
                        py::arg("file"), py::arg("count"), py::arg("position"), py::arg("feeder"),
                        "Feeds item 5 (host cell) of count COORDS sections from position on.");
+    ExposeDualPorosityStatics(p_scope);
 }
 
 }  // namespace kelvara::bindings

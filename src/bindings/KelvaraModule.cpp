@@ -6,6 +6,7 @@
 #include "bindings/EclipseBindings.h"
 #include "bindings/ImexBindings.h"
 #include "bindings/MoresBindings.h"
+#include "bindings/SectionCatalogue.h"
 #include "bindings/TypedReadBindings.h"
 
 PYBIND11_MODULE(_kelvaraio, m) {
@@ -29,6 +30,7 @@ PYBIND11_MODULE(_kelvaraio, m) {
                                      "ECLIPSE unformatted files: section cursor, "
                                      "item feeding, section maps, grid sections.");
     ExposeEclipseSection(eclipse);
+    ExposeSectionCatalogue(eclipse);
     ExposeEclipseStatics(eclipse);
 
     py::class_<ImexScope> imex(m, "imex", "IMEX framed binary blocks.");
