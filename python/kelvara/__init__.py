@@ -22,6 +22,7 @@ from . import _kelvaraio
 from ._kelvaraio import eclipse, imex, mores
 from ._errors import FormatError
 from ._api import EclipseFile, Keyword, open
+from ._grid import Grid, open_grid
 
 __version__ = "0.1.0"
 
@@ -37,9 +38,11 @@ __all__ = [
     "CompleteCornersBuilder",
     "EclipseFile",
     "FormatError",
+    "Grid",
     "Keyword",
     "eclipse",
     "imex",
     "mores",
     "open",
+    "open_grid",
 ]

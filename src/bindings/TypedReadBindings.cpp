@@ -53,9 +53,10 @@ py::object Problem(const SectionScanner& p_scanner) {
 }
 
 py::tuple Table(const SectionScanner& p_scanner) {
-    std::vector<bool> big(p_scanner.swaps.begin(), p_scanner.swaps.end());
     py::array_t<bool> swaps(static_cast<py::ssize_t>(p_scanner.swaps.size()));
-    for (std::size_t i = 0; i < p_scanner.swaps.size(); ++i) swaps.mutable_at(i) = big[i];
+    for (std::size_t i = 0; i < p_scanner.swaps.size(); ++i) {
+        swaps.mutable_at(i) = p_scanner.swaps[i] != 0;
+    }
     return py::make_tuple(to_array(p_scanner.positions), to_array(p_scanner.counts),
                           to_array(p_scanner.name_ids), to_array(p_scanner.type_ids), swaps,
                           to_texts(p_scanner.names), to_texts(p_scanner.types));
@@ -87,6 +88,33 @@ py::object ReadInto(const Source& p_source, std::int64_t p_data_position, bool p
     }
     if (!problem) return py::none();
     return py::make_tuple(latin1(problem.message), problem.position);
+}
+
+py::object ReadRecords(const Source& p_source, py::array_t<std::int64_t> p_positions,
+                       py::array_t<std::int32_t> p_counts, py::array_t<bool> p_swaps,
+                       py::array_t<std::int32_t> p_out) {
+    const py::ssize_t n = p_positions.size();
+    if (p_counts.size() != n || p_swaps.size() != n || p_out.ndim() != 2 || p_out.shape(0) != n ||
+        !(p_out.flags() & py::array::c_style) || !p_out.writeable()) {
+        throw py::value_error("records: arrays of one length and an (n, width) C array");
+    }
+    // Contiguous copies of the inputs (already contiguous ones are used as they are).
+    auto positions =
+        py::array_t<std::int64_t, py::array::c_style | py::array::forcecast>(p_positions);
+    auto counts = py::array_t<std::int32_t, py::array::c_style | py::array::forcecast>(p_counts);
+    auto swaps = py::array_t<bool, py::array::c_style | py::array::forcecast>(p_swaps);
+    const SharedFile& file = p_source.file();
+    const auto width = static_cast<std::int32_t>(p_out.shape(1));
+    std::int32_t* out = p_out.mutable_data();
+    std::size_t failed = 0;
+    eclipse::TFormatProblem problem;
+    {
+        py::gil_scoped_release release;
+        problem = eclipse::ReadIntRecords(file, positions.data(), counts.data(), swaps.data(),
+                                          static_cast<std::size_t>(n), width, out, failed);
+    }
+    if (!problem) return py::none();
+    return py::make_tuple(latin1(problem.message), problem.position, failed);
 }
 
 }  // namespace
@@ -125,6 +153,10 @@ void ExposeTypedRead(py::module_& p_module) {
               py::arg("type"), py::arg("count"), py::arg("out"),
               "Reads a section's items into out, without the interpreter's lock. None, or "
               "(message, byte) when the file does not hold them.");
+    typed.def("read_records", &ReadRecords, py::arg("source"), py::arg("positions"),
+              py::arg("counts"), py::arg("swaps"), py::arg("out"),
+              "Reads the first out.shape[1] items of each INTE section into the rows of out. "
+              "None, or (message, byte, index of the section).");
 }
 
 }  // namespace kelvara::bindings

@@ -138,4 +138,23 @@ TFormatProblem ReadTypedItems(const stream::SharedFile& p_file, std::int64_t p_d
     return ok ? TFormatProblem{} : reader.problem();
 }
 
+TFormatProblem ReadIntRecords(const stream::SharedFile& p_file, const std::int64_t* p_positions,
+                              const std::int32_t* p_counts, const bool* p_swaps,
+                              std::size_t p_sections, std::int32_t p_width, std::int32_t* p_out,
+                              std::size_t& p_failed) {
+    for (std::size_t i = 0; i < p_sections; ++i) {
+        const std::int32_t items = std::min(std::max(p_counts[i], 0), p_width);
+        if (items == 0) continue;
+        PayloadReader reader(p_file, p_positions[i] + 24, p_swaps[i], std::int64_t(p_counts[i]) * 4,
+                             4);
+        char* row = reinterpret_cast<char*>(p_out + i * static_cast<std::size_t>(p_width));
+        if (!reader.fill(row, static_cast<std::size_t>(items) * 4)) {
+            p_failed = i;
+            return reader.problem();
+        }
+        if (p_swaps[i]) reverse_items<4>(row, static_cast<std::size_t>(items));
+    }
+    return {};
+}
+
 }  // namespace kelvara::eclipse

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "eclipse/FormatProblem.h"
@@ -20,5 +21,15 @@ std::int64_t TypedBytes(TItemType p_type, std::int64_t p_count);
 // Returns the problem found, empty when all went well; p_out is then undefined.
 TFormatProblem ReadTypedItems(const stream::SharedFile& p_file, std::int64_t p_data_position,
                               bool p_swap, TItemType p_type, std::int32_t p_count, void* p_out);
+
+// Reads the first items of p_sections INTE sections (header positions p_positions, item counts
+// p_counts, byte orders p_swaps) into the rows of p_out, p_width integers a row: the items a
+// section holds up to p_width, the rest of its row left as the caller filled it. Small records
+// of one cell each, as a plain grid file's COORDS, come in by one call. On a problem,
+// p_failed receives the index of the section concerned.
+TFormatProblem ReadIntRecords(const stream::SharedFile& p_file, const std::int64_t* p_positions,
+                              const std::int32_t* p_counts, const bool* p_swaps,
+                              std::size_t p_sections, std::int32_t p_width, std::int32_t* p_out,
+                              std::size_t& p_failed);
 
 }  // namespace kelvara::eclipse
