@@ -68,8 +68,9 @@ def _stats(values: np.ndarray) -> List[str]:
     else:
         wide = values.astype(np.float64)
         finite = wide[np.isfinite(wide)]
-        lines.append(f"min    {np.nanmin(values) if finite.size else values.min()}")
-        lines.append(f"max    {np.nanmax(values) if finite.size else values.max()}")
+        # str() of a NumPy scalar is the shortest text of its own type (0.1, not 0.100000001).
+        lines.append("min    " + str(np.nanmin(values) if finite.size else values.min()))
+        lines.append("max    " + str(np.nanmax(values) if finite.size else values.max()))
         if finite.size:
             lines.append(f"mean   {finite.mean():.10g}")
             lines.append(f"std    {finite.std():.10g}")
@@ -124,11 +125,12 @@ def _parser() -> argparse.ArgumentParser:
                     "says otherwise.")
     show.add_argument("file", metavar="FILE")
     show.add_argument("name", metavar="NAME")
-    show.add_argument("--occurrence", "-n", type=int, default=0, metavar="N",
-                      help="the N-th section of that name (from 0; negative counts from the "
-                           "end); with --step, the N-th within that report step")
-    show.add_argument("--step", "-s", type=int, default=None, metavar="S",
-                      help="the section of report step S of a restart file")
+    which = show.add_mutually_exclusive_group()
+    which.add_argument("--occurrence", "-n", type=int, default=0, metavar="N",
+                       help="the N-th section of that name (from 0; negative counts from the "
+                            "end)")
+    which.add_argument("--step", "-s", type=int, default=None, metavar="S",
+                       help="the first section of that name in report step S of a restart file")
     show.add_argument("--stats", action="store_true",
                       help="print count, min, max, mean, std, sum instead of the items")
     show.set_defaults(run=_show)
