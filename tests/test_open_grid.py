@@ -125,6 +125,7 @@ def test_plain_dual_grid_halves_the_layers(write_ecl):
 
 @pytest.mark.parametrize("build, match", [
     (lambda: GridFile().add("INTEHEAD", "INTE", [1, 2]), "not a grid file"),
+    (lambda: GridFile().filehead().add("ZLONG", "C012", ["LONGER NAME"]), "type C012"),
     (lambda: GridFile().filehead().add("GRIDHEAD", "INTE", [1, 2, 3]), "fewer than 5"),
     (lambda: GridFile().filehead().add("GRIDHEAD", "MESS"), "not numbers"),
     (lambda: GridFile().filehead().gridhead(1, 1, 1).geometry(1, 1, 1).endgrid().nnchead(1, 4),

@@ -169,6 +169,12 @@ class _Checker:
 
 
 def _layout(f: EclipseFile) -> str:
+    # The grid scans walk text items as 8 characters; C0nn items of another width they cannot.
+    for type_ in set(f._type_list):
+        if type_.startswith("C0") and type_ != "C008":
+            k = next(k for k in f if k.type == type_)
+            raise FormatError(f.path, f"a section of type {type_}, which no grid file holds",
+                              k.position, k.name, k.position)
     if "GRIDHEAD" in f or "FILEHEAD" in f:
         return "extended"
     if "DIMENS" in f:
