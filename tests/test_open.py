@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import sys
 import threading
+import time
 from pathlib import Path
 
 import numpy as np
@@ -257,3 +259,41 @@ def test_progress_is_reported_up_to_the_file_size(write_ecl):
     size = Path(path).stat().st_size
     assert seen and seen[-1] == (size, size)
     assert [d for d, _ in seen] == sorted(d for d, _ in seen)
+
+
+def test_reads_let_other_threads_run(write_ecl):
+    # With a switch interval far longer than the test, a thread gets the interpreter's lock only
+    # when the holder gives it up. The counting thread gives it up at every step (sleep(0)), so
+    # it counts during a read only if the read runs without the lock.
+    values = np.arange(4_000_000, dtype=">f8").reshape(-1, 1000)
+    framed = np.empty(len(values), dtype=[("lead", ">i4"), ("v", ">f8", (1000,)),
+                                          ("trail", ">i4")])
+    framed["lead"] = framed["trail"] = 8000
+    framed["v"] = values
+    data = EclFile().add("BIG", "DOUB", []).bytes()  # a header to patch the count into
+    data = data[:12] + (4_000_000).to_bytes(4, "big") + data[16:] + framed.tobytes()
+    counter = [0]
+    stop = threading.Event()
+
+    def count():
+        while not stop.is_set():
+            counter[0] += 1
+            time.sleep(0)
+
+    interval = sys.getswitchinterval()
+    with kelvara.open(write_ecl(data)) as f:
+        sys.setswitchinterval(1000.0)
+        counting = threading.Thread(target=count)
+        try:
+            counting.start()
+            during = 0
+            for _ in range(5):
+                before = counter[0]
+                out = f.read("BIG")
+                during += counter[0] - before
+        finally:
+            stop.set()
+            sys.setswitchinterval(interval)
+            counting.join()
+    assert out[-1] == 3_999_999.0
+    assert during > 0
