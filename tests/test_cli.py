@@ -156,3 +156,10 @@ def test_python_dash_m(write_ecl):
                           capture_output=True, text=True, timeout=120)
     assert done.returncode == 0 and len(done.stdout.splitlines()) == 7
     assert kelvara.__name__ == "kelvara"
+
+
+def test_show_a_section_larger_than_a_print_slice(write_ecl):
+    values = [i * 0.5 for i in range(150_000)]
+    done = run("show", write_ecl(EclFile().add("BIG", "DOUB", values, block_items=1000)), "BIG")
+    assert done.returncode == 0
+    assert [float(v) for v in done.stdout.splitlines()[1:]] == values

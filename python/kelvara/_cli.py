@@ -16,6 +16,9 @@ from ._errors import FormatError
 # Files at least this large show a progress bar while they are walked (on a terminal).
 PROGRESS_MIN_BYTES = 64 << 20
 
+# Items turned into text at a time by kelvara show.
+_PRINT_SLICE = 1 << 16
+
 EXIT_OK = 0
 EXIT_ERROR = 1  # the file could not be read, or holds no such section or step
 EXIT_USAGE = 2  # the command line is wrong (argparse's own code)
@@ -89,9 +92,12 @@ def _show(args: argparse.Namespace) -> int:
     if args.stats:
         out.write("\n".join(_stats(values)) + "\n")
         return EXIT_OK
-    # Floats in the shortest text that gives back the same value of their own type.
-    texts = values.astype(str) if values.dtype.kind == "f" else values
-    out.writelines(f"{v}\n" for v in texts.tolist())
+    # In slices, so that a large section never becomes text all at once; floats in the shortest
+    # text that gives back the same value of their own type.
+    for start in range(0, values.size, _PRINT_SLICE):
+        part = values[start:start + _PRINT_SLICE]
+        texts = part.astype(str) if part.dtype.kind == "f" else part
+        out.writelines(f"{v}\n" for v in texts.tolist())
     return EXIT_OK
 
 
