@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "TestSupport.h"
 #include "stream/FileStream.h"
 #include "stream/SharedFile.h"
 
@@ -71,16 +72,7 @@ class EclWriter {
     // Writes the file and opens a stream on it at p_position; the file is removed at once, the
     // stream's descriptor keeps it readable.
     std::shared_ptr<stream::FileStream> open(std::int64_t p_position = 0) const {
-        char path[] = "/tmp/kelvara-cpp-XXXXXX";
-        const int fd = ::mkstemp(path);
-        if (fd < 0) std::abort();
-        if (::write(fd, m_bytes.data(), m_bytes.size()) != static_cast<ssize_t>(m_bytes.size())) {
-            std::abort();
-        }
-        auto file = stream::SharedFile::for_descriptor(fd);
-        ::close(fd);
-        ::unlink(path);
-        return std::make_shared<stream::FileStream>(file, p_position);
+        return OpenTemporary(m_bytes, p_position);
     }
 
   private:
