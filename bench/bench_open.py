@@ -27,7 +27,6 @@ import json
 import os
 import statistics
 import struct
-import subprocess
 import sys
 import tempfile
 import threading
@@ -36,6 +35,7 @@ from pathlib import Path
 
 from bench_load_to_feeder import (MIB, current_rss_kib, max_rss_kib, numpy_read, values_digest,
                                   warm_page_cache, write_section_file)
+from benchfiles import Verdicts, run_child
 
 READ_RATIO_TARGET = 1.1
 READ_MEMORY_SLACK_MIB = 64
@@ -62,14 +62,6 @@ def child_read(path: Path, kind: str) -> dict:
             "digest": values_digest(values)}
 
 
-def run_child(kind: str, path: Path) -> dict:
-    cmd = [sys.executable, os.path.abspath(__file__), "--child", kind, "--path", str(path)]
-    done = subprocess.run(cmd, stdout=subprocess.PIPE, text=True, check=False)
-    if done.returncode != 0:
-        raise SystemExit(f"the {kind} run failed with status {done.returncode}")
-    return json.loads(done.stdout.strip().splitlines()[-1])
-
-
 def part_read(directory: Path, repeat: int, size_mib: float, verdict) -> None:
     count = int(size_mib * MIB) // 8
     path = directory / "BENCH_READ.X0001"
@@ -79,7 +71,7 @@ def part_read(directory: Path, repeat: int, size_mib: float, verdict) -> None:
         runs = {"kelvara": [], "numpy": []}
         for _ in range(repeat):
             for kind in runs:
-                runs[kind].append(run_child(kind, path))
+                runs[kind].append(run_child(__file__, kind, "--path", str(path)))
     finally:
         path.unlink(missing_ok=True)
     best = {}
@@ -293,13 +285,7 @@ def main(argv=None) -> int:
         print(json.dumps(child_read(args.path, args.child)))
         return 0
 
-    failures = 0
-
-    def verdict(ok: bool, text: str) -> None:
-        nonlocal failures
-        failures += not ok
-        print(f"{'PASS' if ok else 'FAIL'}  {text}")
-
+    verdict = Verdicts()
     with tempfile.TemporaryDirectory(prefix="kelvara-bench-", dir=args.dir) as tmp:
         directory = Path(tmp)
         if args.part in ("read", "all"):
@@ -308,7 +294,7 @@ def main(argv=None) -> int:
             part_threads(directory, args.repeat, args.size_mib / 2, verdict)
         if args.part in ("catalogue", "all"):
             part_catalogue(directory, args.repeat, args.sections, verdict)
-    return 1 if failures else 0
+    return verdict.status()
 
 
 if __name__ == "__main__":
