@@ -131,7 +131,7 @@ def part_threads(directory: Path, repeat: int, size_mib: float, verdict) -> None
     try:
         expected = write_two_sections(path, count)
         warm_page_cache(path)
-        one, two, ok = [], [], True
+        one, two, overlap, ok = [], [], [], True
         with kelvara.open(path) as f:
             for _ in range(repeat):
                 start = time.perf_counter()
@@ -140,9 +140,12 @@ def part_threads(directory: Path, repeat: int, size_mib: float, verdict) -> None
                 ok &= [values_digest(v) for v in got] == expected
                 del got
                 got = [None, None]
+                cpu = [0.0, 0.0]
 
                 def work(i, name):
+                    begin = time.thread_time()
                     got[i] = f.read(name)
+                    cpu[i] = time.thread_time() - begin
 
                 threads = [threading.Thread(target=work, args=(i, n))
                            for i, n in enumerate(("FIRST", "SECOND"))]
@@ -152,11 +155,16 @@ def part_threads(directory: Path, repeat: int, size_mib: float, verdict) -> None
                 for t in threads:
                     t.join()
                 two.append(time.perf_counter() - start)
+                overlap.append(sum(cpu) / two[-1])
                 ok &= [values_digest(v) for v in got] == expected
                 del got
     finally:
         path.unlink(missing_ok=True)
     speedup = min(one) / min(two)
+    # CPU seconds of both threads over the wall seconds of the pair: above 1 only when the two
+    # reads ran on two cores at the same moment (a measure that a busy machine does not fake).
+    print(f"threads  CPU time of the two threads / wall time: best {max(overlap):.2f}, median "
+          f"{statistics.median(overlap):.2f}")
     print(f"threads  one thread, both sections: best {min(one):.3f} s  median "
           f"{statistics.median(one):.3f} s;  two threads: best {min(two):.3f} s  median "
           f"{statistics.median(two):.3f} s  ({os.cpu_count()} cores)")
