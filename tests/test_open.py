@@ -297,3 +297,29 @@ def test_reads_let_other_threads_run(write_ecl):
             counting.join()
     assert out[-1] == 3_999_999.0
     assert during > 0
+
+
+def test_close_while_another_thread_reads(write_ecl):
+    values = np.arange(500_000, dtype=np.float64)
+    content = EclFile().add("A", "DOUB", values.tolist(), block_items=1000)
+    path = write_ecl(content)
+    outcomes = []
+    for _ in range(5):
+        f = kelvara.open(path)
+
+        def work():
+            for _ in range(20):
+                try:
+                    outcomes.append(np.array_equal(f.read("A"), values))
+                except ValueError as error:
+                    outcomes.append(str(error))
+
+        reader = threading.Thread(target=work)
+        reader.start()
+        time.sleep(0.002)
+        f.close()
+        reader.join()
+    # Each read either went through whole (its file kept open by the read itself) or found the
+    # file closed; nothing else.
+    assert set(outcomes) <= {True, "I/O operation on closed file."}
+    assert "I/O operation on closed file." in outcomes

@@ -25,9 +25,11 @@ using stream::SharedFile;
 struct Source {
     std::shared_ptr<SharedFile> m_file;
 
-    const SharedFile& file() const {
+    // A reference of its own to the open file, so that a close() in another thread while a read
+    // runs without the interpreter's lock leaves that read's file open.
+    std::shared_ptr<SharedFile> file() const {
         if (!m_file) throw py::value_error("I/O operation on closed file.");
-        return *m_file;
+        return m_file;
     }
 };
 
@@ -78,13 +80,13 @@ py::object ReadInto(const Source& p_source, std::int64_t p_data_position, bool p
         p_out.nbytes() != eclipse::TypedBytes(type, p_count)) {
         throw py::value_error("the array does not fit the section's items");
     }
-    const SharedFile& file = p_source.file();
-    // The array and the source stay referenced by the caller's frame while the lock is released.
+    const std::shared_ptr<SharedFile> file = p_source.file();
+    // The array stays referenced by the caller's frame while the lock is released.
     void* out = p_out.mutable_data();
     eclipse::TFormatProblem problem;
     {
         py::gil_scoped_release release;
-        problem = eclipse::ReadTypedItems(file, p_data_position, p_swap, type, p_count, out);
+        problem = eclipse::ReadTypedItems(*file, p_data_position, p_swap, type, p_count, out);
     }
     if (!problem) return py::none();
     return py::make_tuple(latin1(problem.message), problem.position);
@@ -103,14 +105,14 @@ py::object ReadRecords(const Source& p_source, py::array_t<std::int64_t> p_posit
         py::array_t<std::int64_t, py::array::c_style | py::array::forcecast>(p_positions);
     auto counts = py::array_t<std::int32_t, py::array::c_style | py::array::forcecast>(p_counts);
     auto swaps = py::array_t<bool, py::array::c_style | py::array::forcecast>(p_swaps);
-    const SharedFile& file = p_source.file();
+    const std::shared_ptr<SharedFile> file = p_source.file();
     const auto width = static_cast<std::int32_t>(p_out.shape(1));
     std::int32_t* out = p_out.mutable_data();
     std::size_t failed = 0;
     eclipse::TFormatProblem problem;
     {
         py::gil_scoped_release release;
-        problem = eclipse::ReadIntRecords(file, positions.data(), counts.data(), swaps.data(),
+        problem = eclipse::ReadIntRecords(*file, positions.data(), counts.data(), swaps.data(),
                                           static_cast<std::size_t>(n), width, out, failed);
     }
     if (!problem) return py::none();
@@ -128,15 +130,14 @@ void ExposeTypedRead(py::module_& p_module) {
                        "file object is closed, until close().")
         .def(py::init(&MakeSource), py::arg("file"))
         .def_property_readonly("size",
-                               [](const Source& p_source) { return p_source.file().size(); })
+                               [](const Source& p_source) { return p_source.file()->size(); })
         .def_property_readonly("closed", [](const Source& p_source) { return !p_source.m_file; })
         .def("close", [](Source& p_source) { p_source.m_file.reset(); });
 
     py::class_<SectionScanner>(typed, "Scanner",
                                "A checked walk over every section of a file, made in steps.")
         .def(py::init([](const Source& p_source) {
-                 p_source.file();
-                 return std::make_unique<SectionScanner>(p_source.m_file);
+                 return std::make_unique<SectionScanner>(p_source.file());
              }),
              py::arg("source"))
         .def("step", &SectionScanner::Step, py::arg("nbytes"),
