@@ -23,12 +23,13 @@ def pack_items(type_: str, values: Sequence, order: str = BIG) -> bytes:
     """The payload bytes of items of the type's first letter, in the given byte order."""
     letter = type_[0]
     if letter == "C":
+        width = item_size(type_)
         out = bytearray()
         for v in values:
             raw = v.encode("latin-1") if isinstance(v, str) else bytes(v)
-            if len(raw) > 8:
-                raise ValueError("a text item holds at most 8 characters")
-            out += raw.ljust(8, b" ")
+            if len(raw) > width:
+                raise ValueError(f"a text item holds at most {width} characters")
+            out += raw.ljust(width, b" ")
         return bytes(out)
     code, _ = ITEM_FORMATS[letter]
     return struct.pack(order + code * len(values), *values)
@@ -55,6 +56,9 @@ def frame(payload: bytes, order: str = BIG, length: Optional[int] = None,
 
 
 def item_size(type_: str) -> int:
+    """Bytes per item: C0nn text items are nn characters, other types go by their first letter."""
+    if type_[:2] == "C0" and type_[2:].isdigit():
+        return int(type_[2:])
     letter = type_[0]
     return {"C": 8, "D": 8, "I": 4, "L": 4, "R": 4, "M": 0}.get(letter, -1)
 

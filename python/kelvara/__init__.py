@@ -36,6 +36,9 @@ from ._ostrel import (
 )
 from . import _kelvaraio
 from ._kelvaraio import eclipse, imex, mores
+from ._errors import FormatError
+from ._api import EclipseFile, Keyword, open
+from ._grid import Grid, open_grid
 
 __version__ = "0.1.0"
 
@@ -63,7 +66,13 @@ __all__ = [
     "SGridInfo",
     "SGridInfoAssembly",
     "TConnectionRef",
+    "EclipseFile",
+    "FormatError",
+    "Grid",
+    "Keyword",
     "eclipse",
     "imex",
     "mores",
+    "open",
+    "open_grid",
 ]

@@ -8,6 +8,7 @@
 #include "bindings/ImexBindings.h"
 #include "bindings/MoresBindings.h"
 #include "bindings/SectionCatalogue.h"
+#include "bindings/TypedReadBindings.h"
 
 PYBIND11_MODULE(_kelvaraio, m) {
     using namespace kelvara::bindings;
@@ -40,4 +41,6 @@ PYBIND11_MODULE(_kelvaraio, m) {
 
     py::class_<_mores::MoReSScope> mores(m, "mores", "MoReS base-64 data.");
     ExposeMores(mores);
+
+    ExposeTypedRead(m);
 }

@@ -1,0 +1,5 @@
+"""``python -m kelvara``: the ``kelvara`` command."""
+
+from ._cli import run
+
+run()
