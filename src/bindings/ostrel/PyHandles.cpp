@@ -13,7 +13,7 @@ template <class T>
 T Coordinate(const py::handle& p_value) {
     if (!py::isinstance<py::int_>(p_value)) {
         throw py::type_error("a handle holds ints, not " +
-                             std::string(py::str(p_value.get_type().attr("__name__"))));
+                             std::string(py::str(py::type::handle_of(p_value).attr("__name__"))));
     }
     const long long value = p_value.cast<long long>();
     if (value < 0 || static_cast<unsigned long long>(value) > std::numeric_limits<T>::max()) {
