@@ -417,4 +417,4 @@ def test_operations_are_registered_in_their_order():
     names = [n for n in vars(imex.Section) if not n.startswith("_")]
     assert names == ["ItemsCount", "SwapBytes", "Advance", "GoTo", "Size", "GetItems",
                      "FeedItems", "start_pos", "data_pos", "end_pos", "data_size"]
-    assert [n for n in vars(imex) if not n.startswith("_")] == ["Section"]
+    assert [n for n in vars(imex) if not n.startswith("_")] == ["Section", "Loader"]

@@ -182,9 +182,6 @@ void DefTopology(Class& p_class) {
             },
             py::arg("from_location"), py::arg("handle"), py::arg("through_location"),
             py::arg("to_location"), "Not implemented for reservoir topologies: fails always.")
-        .def_property_readonly(
-            "actives", [](const T& p_self) { return FunctionPtr(p_self.actives()); },
-            "The grid function that tells the active cells.")
         .def(
             "create_array",
             [](const T& p_self, const IGridFunction& p_function) {
@@ -203,6 +200,15 @@ void DefTopology(Class& p_class) {
             py::arg("weight") = py::none(), py::arg("closed") = false,
             "A float64 Array of bins + 2 elements: below the minimum, the bins, above the "
             "maximum. weight None counts each element once.");
+}
+
+// The activity function is a member of each kind of topology, of a type of its own.
+template <class Class>
+void DefActives(Class& p_class) {
+    using T = typename Class::type;
+    p_class.def_property_readonly(
+        "actives", [](const T& p_self) { return FunctionPtr(p_self.actives()); },
+        "The grid function that tells the active cells.");
 }
 
 }  // namespace
@@ -232,13 +238,16 @@ void RegisterTopologies(py::module_& m) {
             },
             "The mapping array of a selection's mapper (None for the pass mapper).");
 
-    py::class_<ITopology, std::shared_ptr<ITopology>>(m, "_Topology");
+    // What every topology answers is bound once, on the interface; the two kinds add their own.
+    py::class_<ITopology, std::shared_ptr<ITopology>> topology(
+        m, "_Topology", "What every reservoir topology answers: counts, shapes, walks, arrays.");
+    DefTopology(topology);
 
     py::class_<ReservoirTopology, ITopology, std::shared_ptr<ReservoirTopology>> box(
         m, "ReservoirTopology", "The logical box of ni x nj x nk cells of a structured grid.");
+    DefActives(box);
     box.def(py::init<unsigned short, unsigned short, unsigned short>(), py::arg("ni"),
             py::arg("nj"), py::arg("nk"));
-    DefTopology(box);
     box.def(
            "vertices",
            [](const ReservoirTopology& p_self) {
@@ -281,6 +290,7 @@ void RegisterTopologies(py::module_& m) {
     py::class_<ReservoirSelectionTopology, ITopology, SelectionPtr> selection(
         m, "ReservoirSelectionTopology",
         "The selected cells of a box, numbered 0 .. n-1 in cell order.");
+    DefActives(selection);
     selection.def(py::init([](const std::shared_ptr<ReservoirTopology>& p_topology,
                               const py::handle& p_flags) {
                       if (!p_topology) throw py::type_error("a ReservoirTopology is needed");
@@ -288,7 +298,6 @@ void RegisterTopologies(py::module_& m) {
                           p_topology.get(), p_topology, FlagsFromPy(*p_topology, p_flags));
                   }),
                   py::arg("topology"), py::arg("flags"), "Selects the cells whose flag is not 0.");
-    DefTopology(selection);
     selection
         .def(
             "vertices",
