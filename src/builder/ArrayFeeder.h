@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 
 #include "builder/GrowingBuffer.h"
@@ -21,6 +22,22 @@ class OSTREL_CORE_API ArrayFeeder {
     void InsertNextValue(double p_value) {
         if (m_next == m_end) do_overflow();
         *m_next++ = p_value;
+    }
+
+    // Inserts p_count values in arrival order: p_fill(out, first, n) writes values first ..
+    // first + n - 1 of the run to out[0 .. n-1], a window at a time, so that a loop over many
+    // values takes no room test per value.
+    template <class Fill>
+    void InsertValues(std::size_t p_count, Fill&& p_fill) {
+        std::size_t done = 0;
+        while (done < p_count) {
+            if (m_next == m_end) do_overflow();
+            const std::size_t n =
+                std::min(p_count - done, static_cast<std::size_t>(m_end - m_next));
+            p_fill(m_next, done, n);
+            m_next += n;
+            done += n;
+        }
     }
 
     // Number of values the feeder holds.

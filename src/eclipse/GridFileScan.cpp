@@ -36,7 +36,7 @@ TGridFileMap BuildGridMap(const std::shared_ptr<stream::FileStream>& p_stream,
     Section cursor(p_stream, 0);
     if (NoFirstHeader(cursor)) return map;
     do {
-        const std::string& name = cursor.Name();
+        const std::string_view name = cursor.Name();
         bool loaded = false;
         if (IsOneOf(name, kPlainFileLevel)) {
             map.fileSections.push_back(cursor.Data());

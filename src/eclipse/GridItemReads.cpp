@@ -59,7 +59,7 @@ std::shared_ptr<std::vector<std::int32_t>> ReadIntItems(Section& p_section) {
 
 std::shared_ptr<std::vector<std::string>> ReadStringItems(Section& p_section) {
     if (p_section.letter() != 'C') {
-        throw std::runtime_error("Section \"" + p_section.Name() + "\" of type " +
+        throw std::runtime_error("Section \"" + std::string(p_section.Name()) + "\" of type " +
                                  p_section.Type() + " holds no grid names");
     }
     auto texts = std::make_shared<std::vector<std::string>>();

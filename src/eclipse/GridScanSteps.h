@@ -52,7 +52,7 @@ bool TakeLgr(Section& p_cursor, TGridFileMap& p_map, std::string& p_currentName,
              TGridSections*& p_currentGrid);
 
 // True when p_name is one of the four names of p_names.
-inline bool IsOneOf(const std::string& p_name, const char* const (&p_names)[4]) {
+inline bool IsOneOf(std::string_view p_name, const char* const (&p_names)[4]) {
     for (const char* name : p_names) {
         if (p_name == name) return true;
     }

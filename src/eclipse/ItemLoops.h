@@ -15,6 +15,8 @@ namespace kelvara::eclipse {
 
 struct SinkBase {
     void begin_run(std::size_t) {}
+    // A sink that takes a whole run at once says so, and gives run<Kind, Swap>(data, items).
+    static constexpr bool takes_runs = false;
 };
 
 // Reads p_items items, delivering each; false when the file ends first.
@@ -26,8 +28,12 @@ bool deliver_items(stream::FileStream& p_stream, std::int64_t p_items, Sink& p_s
         const std::size_t run = std::min<std::size_t>(p_items, avail / Kind::size);
         if (run == 0) return false;
         p_sink.begin_run(run);
-        for (std::size_t i = 0; i < run; ++i) {
-            p_sink(Kind::template load<Swap>(data + i * Kind::size));
+        if constexpr (Sink::takes_runs) {
+            p_sink.template run<Kind, Swap>(data, run);
+        } else {
+            for (std::size_t i = 0; i < run; ++i) {
+                p_sink(Kind::template load<Swap>(data + i * Kind::size));
+            }
         }
         p_stream.consume(run * Kind::size);
         p_items -= static_cast<std::int64_t>(run);

@@ -2,16 +2,49 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace kelvara::eclipse {
 
+// Complains on standard error about a type whose first character tells no item size:
+// "Unknown section type:" and the four type characters.
+void ComplainUnknownType(const char* p_type);
+
 // The item size in bytes told by the first character of a section type: C 8, D 8, I 4, L 4,
-// R 4, M 0. Any other character complains on standard error ("Unknown section type:" and the
-// four type characters) and gives -1.
-std::int32_t ItemSize(const char* p_type);
+// R 4, M 0. Any other character complains on standard error and gives -1. Inline, since every
+// header a walk reads asks it.
+inline std::int32_t ItemSize(const char* p_type) {
+    switch (p_type[0]) {
+        case 'C':
+        case 'D':
+            return 8;
+        case 'I':
+        case 'L':
+        case 'R':
+            return 4;
+        case 'M':
+            return 0;
+        default:
+            ComplainUnknownType(p_type);
+            return -1;
+    }
+}
 
 // Trims blanks (only blanks) on both sides of a fixed-width field, in place: leading blanks are
 // moved out, a NUL is written behind the last non-blank. Returns the new length.
-std::size_t TrimBlanks(char* p_text, std::size_t p_width);
+inline std::size_t TrimBlanks(char* p_text, std::size_t p_width) {
+    std::size_t length = p_width;
+    if (length > 0 && p_text[0] == ' ') {
+        std::size_t blanks = 0;
+        while (blanks < p_width && p_text[blanks] == ' ') ++blanks;
+        length -= blanks;
+        std::memmove(p_text, p_text + blanks, length);
+    }
+    if (length > 0 && p_text[length - 1] == ' ') {
+        while (length > 0 && p_text[length - 1] == ' ') --length;
+        p_text[length] = '\0';
+    }
+    return length;
+}
 
 }  // namespace kelvara::eclipse

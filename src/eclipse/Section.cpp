@@ -15,11 +15,37 @@ namespace {
 // How many blocks ahead a walk asks for a length word before it reads it.
 constexpr std::int64_t prefetch_blocks = 16;
 
+// Sections up to this many bytes are passed over through the stream's buffer.
+constexpr std::int32_t small_section_bytes = 64 * 1024;
+
+// Passes over the whole blocks of a small section that the buffer holds or can fill, and adds
+// their bytes to p_done. The next header follows closely, so reading through keeps the buffer
+// on its sequential run, where the mapped view would break it. Stops, leaving the stream on the
+// block, at anything the full walk must judge: a negative length or the end of the file.
+template <bool Swap>
+void pass_small_blocks(stream::FileStream& p_stream, std::int32_t p_total, std::int64_t& p_done) {
+    while (p_done < p_total) {
+        std::size_t avail;
+        const char* lead = p_stream.window(4, avail);
+        if (avail < 4) return;
+        const std::int32_t length = stream::word_of<Swap>(lead);
+        if (length < 0 || length > small_section_bytes) return;
+        const std::size_t framed = static_cast<std::size_t>(length) + 8;
+        p_stream.window(framed, avail);
+        if (avail < framed) return;
+        p_stream.consume(framed);
+        p_done += length;
+    }
+}
+
 // Walks the blocks of a section of p_total bytes; Swap reverses each length word.
 template <bool Swap>
 bool jump_blocks(stream::FileStream& p_stream, std::int32_t p_total) {
-    std::int64_t position = p_stream.tell();
     std::int64_t done = 0;
+    if (p_total >= 1 && p_total <= small_section_bytes) {
+        pass_small_blocks<Swap>(p_stream, p_total, done);
+    }
+    std::int64_t position = p_stream.tell();
     while (p_total >= 1 && done < p_total) {
         std::int32_t length, trailing;
         // Only the length words are read: the items in between are never fetched.
@@ -58,7 +84,9 @@ Section::Section(std::shared_ptr<stream::FileStream> p_stream, std::int64_t p_po
     ReadHeader();
 }
 
-TSectionData Section::Data() const { return TSectionData{m_position, m_name, Type(), m_count}; }
+TSectionData Section::Data() const {
+    return TSectionData{m_position, std::string(Name()), Type(), m_count};
+}
 
 std::string Section::Type() const {
     return m_has_header ? std::string(m_raw_header + 16, 4) : std::string();
@@ -71,9 +99,16 @@ bool Section::ReadHeader() {
     // the data position could not be counted.
     if (m_position > std::numeric_limits<std::int64_t>::max() - 24) return false;
     m_data_position = m_position + 24;
-    char header[24];
-    if (m_stream->read(header, sizeof header) < sizeof header) return false;
-    std::memcpy(m_raw_header, header, sizeof header);
+    // The header is taken straight from the stream's buffer; a short one is passed over as a
+    // read would, so that the stream ends at the end of the file.
+    std::size_t avail;
+    const char* header = m_stream->window(sizeof m_raw_header, avail);
+    if (avail < sizeof m_raw_header) {
+        m_stream->consume(avail);
+        return false;
+    }
+    std::memcpy(m_raw_header, header, sizeof m_raw_header);
+    m_stream->consume(sizeof m_raw_header);
     m_has_header = true;
 
     const unsigned char* marker = reinterpret_cast<const unsigned char*>(m_raw_header);
@@ -87,8 +122,7 @@ bool Section::ReadHeader() {
     std::memcpy(m_raw_header + 12, &count, 4);
     std::memcpy(&m_count, &count, 4);
 
-    const std::size_t length = TrimBlanks(m_raw_header + 4, 8);
-    m_name.assign(m_raw_header + 4, length);
+    m_name_length = TrimBlanks(m_raw_header + 4, 8);
     m_item_size = ItemSize(m_raw_header + 16);
     return true;
 }
@@ -119,7 +153,7 @@ void Section::CheckListFits(std::int64_t p_items) const {
     if (p_items <= 0 || p_items <= room / item_bytes) return;
     // A NUL inside the name would end the message early: it is shown as \0.
     std::string name;
-    for (char c : m_name) name += c == '\0' ? std::string("\\0") : std::string(1, c);
+    for (char c : Name()) name += c == '\0' ? std::string("\\0") : std::string(1, c);
     throw std::runtime_error("Section \"" + name + "\" claims " + std::to_string(p_items) +
                              " items, more than the rest of the file can hold");
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "eclipse/ItemRecords.h"
 #include "eclipse/TSectionData.h"
@@ -26,7 +27,8 @@ class Section {
     Section(std::shared_ptr<stream::FileStream> p_stream, std::int64_t p_position);
 
     // Header and navigation.
-    const std::string& Name() const { return m_name; }
+    // The trimmed name, inside the header bytes: valid until the cursor reads another header.
+    std::string_view Name() const { return std::string_view(m_raw_header + 4, m_name_length); }
     TSectionData Data() const;
     std::int32_t Size() const { return m_count; }
     // The item count as well: the product with the item size is left to the caller.
@@ -81,7 +83,7 @@ class Section {
     std::int64_t m_data_position = 24;
     char m_raw_header[24] = {};
     bool m_loaded = false;
-    std::string m_name;
+    std::size_t m_name_length = 0;  // the trimmed name lies at m_raw_header + 4
     std::int32_t m_item_size = 0;
     std::int32_t m_count = 0;
 };

@@ -5,6 +5,7 @@
 
 #include "builder/ArrayFeeder.h"
 #include "core/pattern/Contract.h"
+#include "eclipse/ItemConvert.h"
 #include "eclipse/ItemKinds.h"
 #include "eclipse/ItemLoops.h"
 #include "eclipse/ItemSize.h"
@@ -31,6 +32,15 @@ struct FeederSink : SinkBase {
     ArrayFeeder& m_feeder;
     void operator()(typename Kind::value_type p_value) {
         m_feeder.InsertNextValue(Kind::to_double(p_value));
+    }
+    // Whole runs go into the feeder's free window in one loop without a room test per value.
+    static constexpr bool takes_runs = true;
+    template <class K, bool Swap>
+    void run(const char* p_data, std::size_t p_items) {
+        m_feeder.InsertValues(
+            p_items, [p_data](double* p_out, std::size_t p_first, std::size_t p_count) {
+                convert_items<K, Swap>(p_data + p_first * K::size, p_out, p_count);
+            });
     }
 };
 

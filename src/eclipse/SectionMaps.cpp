@@ -1,6 +1,7 @@
 #include "eclipse/SectionMaps.h"
 
 #include <stdexcept>
+#include <string_view>
 
 #include "builder/ArrayFeeder.h"
 #include "eclipse/Section.h"
@@ -26,9 +27,10 @@ namespace {
 template <class Process>
 void walk_sequence(Section& p_cursor, const char* p_name, std::int32_t p_count,
                    Process&& p_process) {
+    const std::string_view name(p_name);
     std::int32_t matched = 0;
     for (;;) {
-        if (p_cursor.Name() == p_name) {
+        if (p_cursor.Name() == name) {
             p_process(p_cursor);
             ++matched;
             if (matched >= p_count) break;

@@ -8,12 +8,7 @@ namespace kelvara::stream {
 FileStream::FileStream(std::shared_ptr<SharedFile> p_file, std::int64_t p_position)
     : m_file(std::move(p_file)), m_base(p_position) {}
 
-void FileStream::seek(std::int64_t p_position) {
-    const std::int64_t offset = p_position - m_base;
-    if (offset >= 0 && offset <= static_cast<std::int64_t>(m_fill)) {
-        m_cursor = static_cast<std::size_t>(offset);
-        return;
-    }
+void FileStream::jump(std::int64_t p_position) {
     m_base = p_position;
     m_cursor = 0;
     m_fill = 0;

@@ -20,7 +20,15 @@ class FileStream {
     FileStream(std::shared_ptr<SharedFile> p_file, std::int64_t p_position);
 
     std::int64_t tell() const { return m_base + static_cast<std::int64_t>(m_cursor); }
-    void seek(std::int64_t p_position);
+    // A seek inside the buffer only moves the cursor; any other empties the buffer.
+    void seek(std::int64_t p_position) {
+        const std::int64_t offset = p_position - m_base;
+        if (offset >= 0 && offset <= static_cast<std::int64_t>(m_fill)) {
+            m_cursor = static_cast<std::size_t>(offset);
+            return;
+        }
+        jump(p_position);
+    }
 
     // Reads up to p_size bytes; fewer only at the end of the file.
     std::size_t read(void* p_out, std::size_t p_size);
@@ -33,6 +41,11 @@ class FileStream {
         return m_storage.get() + m_cursor;
     }
     void consume(std::size_t p_size) { m_cursor += p_size; }
+    // The p_size bytes at the position when the buffer holds them all, else nullptr; nothing
+    // is read and the position does not move.
+    const char* buffered(std::size_t p_size) const {
+        return m_fill - m_cursor >= p_size ? m_storage.get() + m_cursor : nullptr;
+    }
 
     // Reads up to p_size bytes at the position, fewer only at the end of the file, without
     // filling the buffer: bytes that the buffer holds come from it, others from a mapped view of
@@ -51,6 +64,7 @@ class FileStream {
 
   private:
     void refill(std::size_t p_min);
+    void jump(std::int64_t p_position);
 
     static constexpr std::size_t min_chunk = 4096;
     static constexpr std::size_t max_chunk = std::size_t(1) << 20;
@@ -90,6 +104,12 @@ inline bool read_word(FileStream& p_stream, std::int32_t& p_word) {
 // Reads one 4-byte word by read_sparse, reversed when Swap is set; false at the end of the file.
 template <bool Swap>
 inline bool read_sparse_word(FileStream& p_stream, std::int32_t& p_word) {
+    // Most small blocks lie inside the buffer: their words are taken from it in place.
+    if (const char* data = p_stream.buffered(4)) {
+        p_word = word_of<Swap>(data);
+        p_stream.consume(4);
+        return true;
+    }
     char bytes[4];
     if (p_stream.read_sparse(bytes, 4) < 4) return false;
     p_word = word_of<Swap>(bytes);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -161,4 +162,29 @@ TEST(Array1DBuilder, TakeValuesFlushesHandsOverAndResetsTheCursor) {
     EXPECT_EQ(builder.append_cursor(), 0u);
     builder.AppendValue(3.0);
     EXPECT_EQ(values_of(builder), (std::vector<int>{3}));
+}
+
+TEST(ArrayFeeder, InsertValuesFillsWindowAfterWindowInArrivalOrder) {
+    // Runs of odd lengths, so that runs straddle the feeder's windows and chunks.
+    ArrayFeeder feeder;
+    TOstrelArray1DBuilder<float> builder;
+    std::size_t next = 0;
+    const std::size_t n = 3000000;
+    while (next < n) {
+        const std::size_t run = std::min<std::size_t>(n - next, 24 + next % 1001);
+        const auto fill = [next](double* p_out, std::size_t p_first, std::size_t p_count) {
+            for (std::size_t i = 0; i < p_count; ++i) p_out[i] = double(next + p_first + i);
+        };
+        feeder.InsertValues(run, fill);
+        static_cast<ArrayFeeder&>(builder).InsertValues(run, fill);
+        next += run;
+    }
+    const auto values = values_of(feeder);
+    const auto narrowed = values_of(builder);
+    ASSERT_EQ(values.size(), n);
+    ASSERT_EQ(narrowed.size(), n);
+    for (std::size_t i = 0; i < n; ++i) {
+        ASSERT_EQ(values[i], double(i));
+        ASSERT_EQ(narrowed[i], float(i));
+    }
 }

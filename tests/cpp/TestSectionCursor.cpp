@@ -96,3 +96,50 @@ TEST(Section, PositionsThatCannotHoldAHeaderFailAsHeaderReads) {
     EXPECT_TRUE(cursor.GoTo(0));
     EXPECT_EQ(cursor.Size(), 2);
 }
+
+TEST(Section, SmallAndLargeSectionsAreWalkedAlike) {
+    // Thousands of small sections split over blocks, so that their blocks straddle the ends of
+    // the stream's buffer, around a section too large to be passed through the buffer.
+    EclWriter writer(true);
+    std::vector<std::int64_t> positions;
+    const auto small = [&](int p_count) {
+        for (int i = 0; i < p_count; ++i) {
+            positions.push_back(static_cast<std::int64_t>(writer.size()));
+            writer.header("COORDS", 7, "INTE")
+                .block(std::vector<std::int32_t>{1, 2})
+                .block(std::vector<std::int32_t>{3, 4, 5, 6})
+                .block(std::vector<std::int32_t>{7});
+        }
+    };
+    small(5000);
+    positions.push_back(static_cast<std::int64_t>(writer.size()));
+    writer.header("LARGE", 40000, "REAL");
+    for (int b = 0; b < 40; ++b) writer.block(std::vector<float>(1000, 1.5f));
+    small(5000);
+    Section cursor(writer.open());
+    std::size_t seen = 0;
+    do {
+        ASSERT_LT(seen, positions.size());
+        ASSERT_EQ(cursor.Position(), positions[seen]);
+        ASSERT_EQ(cursor.Name(), seen == 5000 ? "LARGE" : "COORDS");
+        ++seen;
+    } while (cursor.Advance());
+    EXPECT_EQ(seen, positions.size());
+    EXPECT_EQ(cursor.Position(), static_cast<std::int64_t>(writer.size()));
+}
+
+TEST(Section, SmallSectionCutInsideABlockComplainsAndStopsBehindIt) {
+    EclWriter writer;
+    writer.header("COORDS", 7, "INTE")
+        .block(std::vector<std::int32_t>{1, 2, 3})
+        .block(std::vector<std::int32_t>{4, 5, 6, 7});
+    // The file ends inside the second block: its length word says 16 bytes, 4 arrive.
+    const std::string cut = writer.bytes().substr(0, 24 + 8 + 12 + 4 + 4);
+    const auto stream = kelvara::testing::OpenTemporary(cut, 0);
+    Section cursor(stream);
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(cursor.Advance());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error on JumpItems: 12 X 28\n");
+    // The walk went to where the trailing length word of the cut block would lie.
+    EXPECT_EQ(stream->tell(), 24 + 8 + 12 + 4 + 16);
+}
