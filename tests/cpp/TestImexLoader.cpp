@@ -142,6 +142,18 @@ TEST_P(ImexLoaderTest, SortsConnections) {
     EXPECT_TRUE(loader.FeedConnectionGridFunctions(model.connection_result, 'i', feeder));
     EXPECT_EQ(along_i->value_at(3), 7);
     EXPECT_EQ(external->value_at(0), 10.0);
+
+    // A bad type code moves the loader's section onto the block first, then raises.
+    loader.stream().seek(0);
+    try {
+        loader.FeedConnectionGridFunctions(model.connection_result, 'q', feeder);
+        ADD_FAILURE() << "a bad type code must raise";
+    } catch (const std::runtime_error& p_error) {
+        EXPECT_STREQ(p_error.what(), "Invalid section type must be 'i' or 'd'!");
+    }
+    const Section block(model.writer.open(), model.connection_result, false);
+    EXPECT_GT(block.data_pos(), 0);
+    EXPECT_EQ(loader.stream().tell(), block.data_pos());
 }
 
 INSTANTIATE_TEST_SUITE_P(ByteOrders, ImexLoaderTest, ::testing::Values(false, true));
