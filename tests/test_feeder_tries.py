@@ -5,47 +5,16 @@ A small probe module is compiled from tests/probe against the installed package'
 it runs the helpers on feeders made by kelvara._ostrel.
 """
 
-import importlib.util
-import os
-import shutil
-import subprocess
-import sysconfig
-from pathlib import Path
-
 import pytest
 
 import kelvara
 
-ROOT = Path(__file__).resolve().parents[1]
-BUILD = ROOT / "build" / "feeder-tries-probe"
+from probebuild import build_probe
 
 
 @pytest.fixture(scope="module")
 def probe():
-    compiler = shutil.which("g++") or shutil.which("c++")
-    assert compiler, "a C++ compiler is needed to build the probe module"
-    import pybind11
-
-    package = Path(kelvara.__file__).parent
-    target = BUILD / ("_feeder_tries_probe" + sysconfig.get_config_var("EXT_SUFFIX"))
-    BUILD.mkdir(parents=True, exist_ok=True)
-    command = [compiler, "-std=c++17", "-O0", "-shared", "-fPIC", "-Wall", "-Wextra", "-Werror",
-               "-DPYBIND11_DETAILED_ERROR_MESSAGES",
-               "-I" + sysconfig.get_paths()["include"], "-I" + pybind11.get_include(),
-               "-I" + str(ROOT / "src"), str(ROOT / "tests" / "probe" / "FeederTriesProbe.cpp"),
-               "-o", str(target), "-L" + str(package), "-lostrel_core",
-               "-Wl,-rpath," + str(package)]
-    inputs = [ROOT / "tests" / "probe" / "FeederTriesProbe.cpp", package / "libostrel_core.so"]
-    inputs += list((ROOT / "src" / "bindings").glob("*.h")) + list((ROOT / "src" / "builder").glob("*.h"))
-    fresh = target.exists() and all(p.stat().st_mtime < target.stat().st_mtime for p in inputs)
-    if not fresh:
-        env = {k: v for k, v in os.environ.items() if k != "LD_PRELOAD"}
-        done = subprocess.run(command, capture_output=True, text=True, env=env)
-        assert done.returncode == 0, done.stderr
-    spec = importlib.util.spec_from_file_location("_feeder_tries_probe", target)
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module
+    return build_probe("_feeder_tries_probe", "FeederTriesProbe.cpp", "feeder-tries-probe")
 
 
 def test_failure_texts(probe):
