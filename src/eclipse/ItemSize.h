@@ -47,4 +47,23 @@ inline std::size_t TrimBlanks(char* p_text, std::size_t p_width) {
     return length;
 }
 
+// The 8-byte name field of a header, trimmed as TrimBlanks(p_name, 8) trims it. A name that does
+// not start with a blank (every name a simulator writes) is measured by whole-word arithmetic:
+// every header a walk reads asks it.
+inline std::size_t TrimNameField(char* p_name) {
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    if (p_name[0] != ' ') {
+        std::uint64_t word;
+        std::memcpy(&word, p_name, 8);
+        // A byte of the marks is 0 exactly where the name holds a blank; byte 0 is not one, so
+        // the highest byte that is not 0 is the last character of the name.
+        const std::uint64_t marks = word ^ 0x2020202020202020ull;
+        const std::size_t length = static_cast<std::size_t>(63 - __builtin_clzll(marks)) / 8 + 1;
+        if (length < 8) p_name[length] = '\0';
+        return length;
+    }
+#endif
+    return TrimBlanks(p_name, 8);
+}
+
 }  // namespace kelvara::eclipse

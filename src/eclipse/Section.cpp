@@ -122,7 +122,7 @@ bool Section::ReadHeader() {
     std::memcpy(m_raw_header + 12, &count, 4);
     std::memcpy(&m_count, &count, 4);
 
-    m_name_length = TrimBlanks(m_raw_header + 4, 8);
+    m_name_length = TrimNameField(m_raw_header + 4);
     m_item_size = ItemSize(m_raw_header + 16);
     return true;
 }

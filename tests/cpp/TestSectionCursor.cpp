@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
@@ -22,6 +23,21 @@ TEST(TrimBlanks, TrimsBothSidesOnlyBlanks) {
     EXPECT_EQ(TrimBlanks(tab, 8), 3u);
     char full[] = "ABCDEFGH";
     EXPECT_EQ(TrimBlanks(full, 8), 8u);
+}
+
+TEST(TrimNameField, TrimsAsTrimBlanksDoes) {
+    // Every name of up to 8 characters of blanks, letters and a NUL, at every place.
+    const char alphabet[] = {' ', 'A', 'b', '\0'};
+    for (int code = 0; code < (1 << 16); ++code) {
+        char field[9] = {};
+        for (int i = 0; i < 8; ++i) field[i] = alphabet[(code >> (2 * i)) & 3];
+        char expected[9];
+        std::memcpy(expected, field, sizeof field);
+        const std::size_t expected_length = TrimBlanks(expected, 8);
+        const std::size_t length = kelvara::eclipse::TrimNameField(field);
+        ASSERT_EQ(length, expected_length) << code;
+        ASSERT_EQ(std::memcmp(field, expected, 8), 0) << code;
+    }
 }
 
 TEST(ItemSize, TellsTheSizeByTheFirstLetter) {
