@@ -20,8 +20,11 @@ struct SinkBase {
 };
 
 // Reads p_items items, delivering each; false when the file ends first.
+// Always inlined into its loop: a short block (a cell's corners) would otherwise pay a call for
+// each.
 template <class Kind, bool Swap, class Sink>
-bool deliver_items(stream::FileStream& p_stream, std::int64_t p_items, Sink& p_sink) {
+__attribute__((always_inline)) inline bool deliver_items(stream::FileStream& p_stream,
+                                                         std::int64_t p_items, Sink& p_sink) {
     while (p_items > 0) {
         std::size_t avail;
         const char* data = p_stream.window(Kind::size, avail);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -14,20 +15,21 @@ void ComplainUnknownType(const char* p_type);
 // R 4, M 0. Any other character complains on standard error and gives -1. Inline, since every
 // header a walk reads asks it.
 inline std::int32_t ItemSize(const char* p_type) {
-    switch (p_type[0]) {
-        case 'C':
-        case 'D':
-            return 8;
-        case 'I':
-        case 'L':
-        case 'R':
-            return 4;
-        case 'M':
-            return 0;
-        default:
-            ComplainUnknownType(p_type);
-            return -1;
+    // One table look-up per header; -2 marks the letters that tell no size.
+    static constexpr auto sizes = [] {
+        std::array<signed char, 256> table{};
+        for (auto& size : table) size = -2;
+        table['C'] = table['D'] = 8;
+        table['I'] = table['L'] = table['R'] = 4;
+        table['M'] = 0;
+        return table;
+    }();
+    const signed char size = sizes[static_cast<unsigned char>(p_type[0])];
+    if (size == -2) {
+        ComplainUnknownType(p_type);
+        return -1;
     }
+    return size;
 }
 
 // Trims blanks (only blanks) on both sides of a fixed-width field, in place: leading blanks are

@@ -38,15 +38,13 @@ void pass_small_blocks(stream::FileStream& p_stream, std::int32_t p_total, std::
     }
 }
 
-// Walks the blocks of a section of p_total bytes; Swap reverses each length word.
+// Walks on from p_done bytes of the blocks of a section of p_total bytes, one length word to
+// the next; Swap reverses each length word. Complains when the blocks do not add up.
 template <bool Swap>
-bool jump_blocks(stream::FileStream& p_stream, std::int32_t p_total) {
-    std::int64_t done = 0;
-    if (p_total >= 1 && p_total <= small_section_bytes) {
-        pass_small_blocks<Swap>(p_stream, p_total, done);
-    }
+[[gnu::noinline]] bool jump_sparse_blocks(stream::FileStream& p_stream, std::int32_t p_total,
+                                          std::int64_t p_done) {
     std::int64_t position = p_stream.tell();
-    while (p_total >= 1 && done < p_total) {
+    while (p_total >= 1 && p_done < p_total) {
         std::int32_t length, trailing;
         // Only the length words are read: the items in between are never fetched.
         if (!stream::read_sparse_word<Swap>(p_stream, length)) break;
@@ -58,12 +56,25 @@ bool jump_blocks(stream::FileStream& p_stream, std::int32_t p_total) {
         p_stream.prefetch_sparse(position + prefetch_blocks * (std::int64_t(length) + 8));
         p_stream.seek(position + length + 4);
         if (!stream::read_sparse_word<Swap>(p_stream, trailing)) break;
-        done += length;
+        p_done += length;
         position += std::int64_t(length) + 8;
     }
-    if (done == p_total) return true;
-    std::fprintf(stderr, "Error on JumpItems: %lld X %d\n", static_cast<long long>(done), p_total);
+    if (p_done == p_total) return true;
+    std::fprintf(stderr, "Error on JumpItems: %lld X %d\n", static_cast<long long>(p_done),
+                 p_total);
     return false;
+}
+
+// Walks the blocks of a section of p_total bytes: a small section through the buffer, as far
+// as that goes, the rest by its length words.
+template <bool Swap>
+bool jump_blocks(stream::FileStream& p_stream, std::int32_t p_total) {
+    std::int64_t done = 0;
+    if (p_total >= 1 && p_total <= small_section_bytes) {
+        pass_small_blocks<Swap>(p_stream, p_total, done);
+        if (done == p_total) return true;
+    }
+    return jump_sparse_blocks<Swap>(p_stream, p_total, done);
 }
 
 // The product of item size and count in 32-bit two's complement, as the section's byte total.
