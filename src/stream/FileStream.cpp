@@ -12,6 +12,7 @@ void FileStream::jump(std::int64_t p_position) {
     m_base = p_position;
     m_cursor = 0;
     m_fill = 0;
+    m_view = m_storage.get();
     m_chunk = min_chunk;  // a jump ends a sequential run
 }
 
@@ -30,19 +31,39 @@ std::size_t FileStream::read(void* p_out, std::size_t p_size) {
     return done;
 }
 
+bool FileStream::view_mapped(std::size_t p_min) {
+    const std::int64_t position = tell();
+    std::size_t avail = 0;
+    const char* view = m_mapped.view(*m_file, position, avail);
+    if (view == nullptr) return false;
+    // The window must hold what is asked for, or all that the file still holds.
+    if (avail < p_min && static_cast<std::int64_t>(avail) < m_file->size() - position) {
+        return false;
+    }
+    m_base = position;
+    m_cursor = 0;
+    m_fill = avail;
+    m_view = view;
+    return true;
+}
+
 void FileStream::refill(std::size_t p_min) {
     const std::size_t unread = m_fill - m_cursor;
     const bool sequential = m_fill > 0 && unread < p_min;
     if (sequential && m_chunk < max_chunk) m_chunk *= 2;
+    // A long sequential run reads the file's pages where they lie, through the mapped view,
+    // rather than copying them into the buffer.
+    if (sequential && m_chunk >= max_chunk && tell() >= 0 && view_mapped(p_min)) return;
     const std::size_t want = std::max(m_chunk, p_min);
     if (want > m_capacity) {
         std::unique_ptr<char[]> storage(new char[want]);
-        if (unread > 0) std::memcpy(storage.get(), m_storage.get() + m_cursor, unread);
+        if (unread > 0) std::memcpy(storage.get(), m_view + m_cursor, unread);
         m_storage = std::move(storage);
         m_capacity = want;
-    } else if (unread > 0 && m_cursor > 0) {
-        std::memmove(m_storage.get(), m_storage.get() + m_cursor, unread);
+    } else if (unread > 0 && (m_cursor > 0 || m_view != m_storage.get())) {
+        std::memmove(m_storage.get(), m_view + m_cursor, unread);
     }
+    m_view = m_storage.get();
     m_base += static_cast<std::int64_t>(m_cursor);
     m_cursor = 0;
     m_fill = unread;
@@ -53,7 +74,7 @@ void FileStream::refill(std::size_t p_min) {
 
 std::size_t FileStream::read_sparse(void* p_out, std::size_t p_size) {
     if (m_fill - m_cursor >= p_size) {
-        std::memcpy(p_out, m_storage.get() + m_cursor, p_size);
+        std::memcpy(p_out, m_view + m_cursor, p_size);
         m_cursor += p_size;
         return p_size;
     }
@@ -63,6 +84,7 @@ std::size_t FileStream::read_sparse(void* p_out, std::size_t p_size) {
     m_base = position + static_cast<std::int64_t>(done);
     m_cursor = 0;
     m_fill = 0;
+    m_view = m_storage.get();
     m_chunk = min_chunk;
     return done;
 }
@@ -72,12 +94,20 @@ std::int64_t FileStream::remaining() const {
 }
 
 void FileStream::relax() {
+    // Bytes seen through the mapped view go with it.
+    if (m_view != m_storage.get()) {
+        m_base = tell();
+        m_cursor = 0;
+        m_fill = 0;
+        m_view = m_storage.get();
+    }
     m_mapped.unmap();
     if (m_capacity <= 64 * 1024) return;
     m_base = tell();
     m_cursor = 0;
     m_fill = 0;
     m_storage.reset();
+    m_view = nullptr;
     m_capacity = 0;
     m_chunk = min_chunk;
 }

@@ -38,13 +38,13 @@ class FileStream {
     const char* window(std::size_t p_min, std::size_t& p_avail) {
         if (m_fill - m_cursor < p_min) refill(p_min);
         p_avail = m_fill - m_cursor;
-        return m_storage.get() + m_cursor;
+        return m_view + m_cursor;
     }
     void consume(std::size_t p_size) { m_cursor += p_size; }
     // The p_size bytes at the position when the buffer holds them all, else nullptr; nothing
     // is read and the position does not move.
     const char* buffered(std::size_t p_size) const {
-        return m_fill - m_cursor >= p_size ? m_storage.get() + m_cursor : nullptr;
+        return m_fill - m_cursor >= p_size ? m_view + m_cursor : nullptr;
     }
 
     // Reads up to p_size bytes at the position, fewer only at the end of the file, without
@@ -64,6 +64,7 @@ class FileStream {
 
   private:
     void refill(std::size_t p_min);
+    bool view_mapped(std::size_t p_min);
     void jump(std::int64_t p_position);
 
     static constexpr std::size_t min_chunk = 4096;
@@ -71,9 +72,12 @@ class FileStream {
 
     std::shared_ptr<SharedFile> m_file;
     std::unique_ptr<char[]> m_storage;
+    // The bytes from m_base on: the buffer, or, on a long sequential run, the file's pages in
+    // the mapped view, read in place without a copy.
+    const char* m_view = nullptr;
     std::size_t m_capacity = 0;
     std::size_t m_chunk = min_chunk;
-    std::int64_t m_base;       // file offset of m_storage[0]
+    std::int64_t m_base;       // file offset of m_view[0]
     std::size_t m_cursor = 0;  // position inside the buffer
     std::size_t m_fill = 0;    // valid bytes in the buffer
     MappedWindow m_mapped;     // the view of read_sparse

@@ -32,6 +32,16 @@ void MappedWindow::unmap() {
     m_length = 0;
 }
 
+const char* MappedWindow::view(const SharedFile& p_file, std::int64_t p_offset,
+                               std::size_t& p_avail) {
+    const bool inside =
+        m_data != nullptr && p_offset >= m_offset && p_offset < m_offset + std::int64_t(m_length);
+    if (!inside && !map(p_file, p_offset)) return nullptr;
+    const auto skip = static_cast<std::size_t>(p_offset - m_offset);
+    p_avail = m_length - skip;
+    return m_data + skip;
+}
+
 std::size_t MappedWindow::read_at(const SharedFile& p_file, void* p_out, std::size_t p_size,
                                   std::int64_t p_offset) {
     auto* out = static_cast<char*>(p_out);

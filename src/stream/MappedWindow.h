@@ -22,6 +22,10 @@ class MappedWindow {
     // Reads up to p_size bytes at p_offset of p_file; fewer only at the end of the file.
     std::size_t read_at(const SharedFile& p_file, void* p_out, std::size_t p_size,
                         std::int64_t p_offset);
+    // The mapped bytes at p_offset of p_file and in p_avail how many follow them in the window
+    // (mapping the window that holds p_offset); nullptr when the offset lies at or past the end
+    // of the file or the file cannot be mapped. Valid until the window moves or is given back.
+    const char* view(const SharedFile& p_file, std::int64_t p_offset, std::size_t& p_avail);
     // Asks the processor to fetch the byte at p_offset ahead of a read there, when the present
     // window holds it; a hint only, which costs no fault and no system call.
     void prefetch(std::int64_t p_offset) const {

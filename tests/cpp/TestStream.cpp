@@ -141,3 +141,49 @@ TEST(FileStream, SparseReadsComeFromTheBufferOrTheFilesPagesAcrossWindows) {
     ASSERT_EQ(stream->read_sparse(out, 1), 1u);
     EXPECT_EQ(out[0], byte_at(12345));
 }
+
+TEST(FileStream, LongSequentialRunsReadThePagesInPlaceAcrossWindows) {
+    // A run long enough to leave the buffer for the mapped view, over the edge of a mapped
+    // window, read in items of 12 bytes that straddle every edge, with a sparse read, a seek back
+    // and a relax in between; every byte must be the file's.
+    std::string path;
+    const std::size_t window = kelvara::stream::MappedWindow::window_bytes;
+    const std::size_t size = window + (std::size_t(3) << 20) + 7;
+    const int fd = make_file(size, path);
+    auto stream = std::make_shared<FileStream>(SharedFile::for_descriptor(fd), 0);
+    ::close(fd);
+    ::unlink(path.c_str());
+    auto byte_at = [](std::size_t p_offset) { return static_cast<char>(p_offset % 251); };
+
+    std::size_t offset = 0;
+    auto read_items = [&](std::size_t p_until) {
+        while (offset + 12 <= p_until) {
+            std::size_t avail;
+            const char* data = stream->window(12, avail);
+            ASSERT_GE(avail, 12u) << offset;
+            for (std::size_t i = 0; i < 12; ++i) ASSERT_EQ(data[i], byte_at(offset + i)) << offset;
+            stream->consume(12);
+            offset += 12;
+            ASSERT_EQ(stream->tell(), static_cast<std::int64_t>(offset));
+        }
+    };
+    read_items(window / 2);
+    // A sparse read inside the run, then the run goes on.
+    char out[4];
+    ASSERT_EQ(stream->read_sparse(out, 4), 4u);
+    for (int i = 0; i < 4; ++i) ASSERT_EQ(out[i], byte_at(offset + i));
+    offset += 4;
+    read_items(window + 12345);
+    // Giving the view back, as at the end of a host call, keeps the position.
+    stream->relax();
+    EXPECT_EQ(stream->tell(), static_cast<std::int64_t>(offset));
+    read_items(size);
+    // The last bytes and the end of the file.
+    std::size_t avail;
+    stream->window(12, avail);
+    EXPECT_EQ(avail, size - offset);
+    // A seek back into bytes already passed reads them again.
+    stream->seek(static_cast<std::int64_t>(window) - 6);
+    ASSERT_EQ(stream->read(out, 4), 4u);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(out[i], byte_at(window - 6 + i));
+}
