@@ -12,9 +12,8 @@ namespace kelvara::eclipse::scan {
 namespace {
 
 std::string where(const Section& p_cursor) {
-    std::string name;
-    for (char c : p_cursor.Name()) name += c == '\0' ? std::string("\\0") : std::string(1, c);
-    return "Section \"" + name + "\" at position " + std::to_string(p_cursor.Position());
+    return "Section \"" + p_cursor.ShownName() + "\" at position " +
+           std::to_string(p_cursor.Position());
 }
 
 }  // namespace

@@ -99,6 +99,12 @@ TSectionData Section::Data() const {
     return TSectionData{m_position, std::string(Name()), Type(), m_count};
 }
 
+std::string Section::ShownName() const {
+    std::string name;
+    for (char c : Name()) name += c == '\0' ? std::string("\\0") : std::string(1, c);
+    return name;
+}
+
 std::string Section::Type() const {
     return m_has_header ? std::string(m_raw_header + 16, 4) : std::string();
 }
@@ -162,10 +168,7 @@ void Section::CheckListFits(std::int64_t p_items) const {
     const std::int64_t item_bytes = m_item_size > 0 ? m_item_size : 1;
     const std::int64_t room = m_stream->file()->size() - m_data_position;
     if (p_items <= 0 || p_items <= room / item_bytes) return;
-    // A NUL inside the name would end the message early: it is shown as \0.
-    std::string name;
-    for (char c : Name()) name += c == '\0' ? std::string("\\0") : std::string(1, c);
-    throw std::runtime_error("Section \"" + name + "\" claims " + std::to_string(p_items) +
+    throw std::runtime_error("Section \"" + ShownName() + "\" claims " + std::to_string(p_items) +
                              " items, more than the rest of the file can hold");
 }
 

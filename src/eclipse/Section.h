@@ -29,6 +29,8 @@ class Section {
     // Header and navigation.
     // The trimmed name, inside the header bytes: valid until the cursor reads another header.
     std::string_view Name() const { return std::string_view(m_raw_header + 4, m_name_length); }
+    // The name for a message: a NUL inside it, which would end the text early, shown as \0.
+    std::string ShownName() const;
     TSectionData Data() const;
     std::int32_t Size() const { return m_count; }
     // The item count as well: the product with the item size is left to the caller.

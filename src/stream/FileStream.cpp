@@ -73,19 +73,15 @@ void FileStream::refill(std::size_t p_min) {
 }
 
 std::size_t FileStream::read_sparse(void* p_out, std::size_t p_size) {
-    if (m_fill - m_cursor >= p_size) {
-        std::memcpy(p_out, m_view + m_cursor, p_size);
-        m_cursor += p_size;
+    if (const char* data = buffered(p_size)) {
+        std::memcpy(p_out, data, p_size);
+        consume(p_size);
         return p_size;
     }
     const std::int64_t position = tell();
     const std::size_t done = position < 0 ? 0 : m_mapped.read_at(*m_file, p_out, p_size, position);
     // The buffer no longer stands at the position: it is emptied, as by a seek.
-    m_base = position + static_cast<std::int64_t>(done);
-    m_cursor = 0;
-    m_fill = 0;
-    m_view = m_storage.get();
-    m_chunk = min_chunk;
+    jump(position + static_cast<std::int64_t>(done));
     return done;
 }
 
@@ -94,22 +90,15 @@ std::int64_t FileStream::remaining() const {
 }
 
 void FileStream::relax() {
-    // Bytes seen through the mapped view go with it.
-    if (m_view != m_storage.get()) {
-        m_base = tell();
-        m_cursor = 0;
-        m_fill = 0;
-        m_view = m_storage.get();
-    }
+    const bool mapped = m_view != m_storage.get();
+    const bool large = m_capacity > 64 * 1024;
+    // Bytes seen through the mapped view go with it, and so does a large buffer.
+    if (mapped || large) jump(tell());
     m_mapped.unmap();
-    if (m_capacity <= 64 * 1024) return;
-    m_base = tell();
-    m_cursor = 0;
-    m_fill = 0;
+    if (!large) return;
     m_storage.reset();
     m_view = nullptr;
     m_capacity = 0;
-    m_chunk = min_chunk;
 }
 
 }  // namespace kelvara::stream
