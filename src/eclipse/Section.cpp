@@ -1,81 +1,16 @@
 #include "eclipse/Section.h"
 
-#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <stdexcept>
 #include <utility>
 
+#include "eclipse/BlockWalk.h"
 #include "eclipse/ItemSize.h"
 
 namespace kelvara::eclipse {
 
 namespace {
-
-// How many blocks ahead a walk asks for a length word before it reads it.
-constexpr std::int64_t prefetch_blocks = 16;
-
-// Sections up to this many bytes are passed over through the stream's buffer.
-constexpr std::int32_t small_section_bytes = 64 * 1024;
-
-// Passes over the whole blocks of a small section that the buffer holds or can fill, and adds
-// their bytes to p_done. The next header follows closely, so reading through keeps the buffer
-// on its sequential run, where the mapped view would break it. Stops, leaving the stream on the
-// block, at anything the full walk must judge: a negative length or the end of the file.
-template <bool Swap>
-void pass_small_blocks(stream::FileStream& p_stream, std::int32_t p_total, std::int64_t& p_done) {
-    while (p_done < p_total) {
-        std::size_t avail;
-        const char* lead = p_stream.window(4, avail);
-        if (avail < 4) return;
-        const std::int32_t length = stream::word_of<Swap>(lead);
-        if (length < 0 || length > small_section_bytes) return;
-        const std::size_t framed = static_cast<std::size_t>(length) + 8;
-        p_stream.window(framed, avail);
-        if (avail < framed) return;
-        p_stream.consume(framed);
-        p_done += length;
-    }
-}
-
-// Walks on from p_done bytes of the blocks of a section of p_total bytes, one length word to
-// the next; Swap reverses each length word. Complains when the blocks do not add up.
-template <bool Swap>
-[[gnu::noinline]] bool jump_sparse_blocks(stream::FileStream& p_stream, std::int32_t p_total,
-                                          std::int64_t p_done) {
-    std::int64_t position = p_stream.tell();
-    while (p_total >= 1 && p_done < p_total) {
-        std::int32_t length, trailing;
-        // Only the length words are read: the items in between are never fetched.
-        if (!stream::read_sparse_word<Swap>(p_stream, length)) break;
-        // A negative length would walk backwards, and possibly for ever: the walk ends there.
-        if (length < 0) break;
-        // Each length word costs a fetch from memory that the next one waits for. Blocks are
-        // mostly of one length, so the word some blocks ahead is asked for now, on the guess
-        // that they are of this block's length; a wrong guess costs nothing but the hint.
-        p_stream.prefetch_sparse(position + prefetch_blocks * (std::int64_t(length) + 8));
-        p_stream.seek(position + length + 4);
-        if (!stream::read_sparse_word<Swap>(p_stream, trailing)) break;
-        p_done += length;
-        position += std::int64_t(length) + 8;
-    }
-    if (p_done == p_total) return true;
-    std::fprintf(stderr, "Error on JumpItems: %lld X %d\n", static_cast<long long>(p_done),
-                 p_total);
-    return false;
-}
-
-// Walks the blocks of a section of p_total bytes: a small section through the buffer, as far
-// as that goes, the rest by its length words.
-template <bool Swap>
-bool jump_blocks(stream::FileStream& p_stream, std::int32_t p_total) {
-    std::int64_t done = 0;
-    if (p_total >= 1 && p_total <= small_section_bytes) {
-        pass_small_blocks<Swap>(p_stream, p_total, done);
-        if (done == p_total) return true;
-    }
-    return jump_sparse_blocks<Swap>(p_stream, p_total, done);
-}
 
 // The product of item size and count in 32-bit two's complement, as the section's byte total.
 std::int32_t byte_total(std::int32_t p_item_size, std::int32_t p_count) {
@@ -146,9 +81,7 @@ bool Section::ReadHeader() {
 
 bool Section::JumpItems() {
     const std::int32_t total = byte_total(m_item_size, m_count);
-    return stream::with_byte_order(m_swap, [&](auto p_swap) {
-        return jump_blocks<decltype(p_swap)::value>(*m_stream, total);
-    });
+    return JumpBlocks(*m_stream, m_swap, total);
 }
 
 bool Section::Advance() {

@@ -79,10 +79,25 @@ std::size_t FileStream::read_sparse(void* p_out, std::size_t p_size) {
         return p_size;
     }
     const std::int64_t position = tell();
-    const std::size_t done = position < 0 ? 0 : m_mapped.read_at(*m_file, p_out, p_size, position);
+    const std::size_t done = position < 0 ? 0 : peek(0, p_out, p_size, position);
     // The buffer no longer stands at the position: it is emptied, as by a seek.
     jump(position + static_cast<std::int64_t>(done));
     return done;
+}
+
+std::size_t FileStream::peek_mapped(int p_lane, void* p_out, std::size_t p_size,
+                                    std::int64_t p_position) {
+    if (p_position < 0) return 0;
+    return m_lanes[p_lane].read_at(*m_file, p_out, p_size, p_position);
+}
+
+const char* FileStream::view_ahead(int p_lane, std::int64_t p_position, std::size_t& p_avail) {
+    p_avail = 0;
+    if (p_position < 0) return nullptr;
+    for (const MappedWindow& window : m_lanes) {
+        if (const char* data = window.holding(p_position, p_avail)) return data;
+    }
+    return m_lanes[p_lane].view(*m_file, p_position, p_avail);
 }
 
 std::int64_t FileStream::remaining() const {
@@ -95,6 +110,7 @@ void FileStream::relax() {
     // Bytes seen through the mapped view go with it, and so does a large buffer.
     if (mapped || large) jump(tell());
     m_mapped.unmap();
+    for (MappedWindow& window : m_lanes) window.unmap();
     if (!large) return;
     m_storage.reset();
     m_view = nullptr;

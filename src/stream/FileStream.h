@@ -53,7 +53,36 @@ class FileStream {
     std::size_t read_sparse(void* p_out, std::size_t p_size);
 
     // A hint that read_sparse will soon read at p_position.
-    void prefetch_sparse(std::int64_t p_position) const { m_mapped.prefetch(p_position); }
+    void prefetch_sparse(std::int64_t p_position) const { prefetch_ahead(0, p_position); }
+
+    // Walks may look at bytes far from the position while they go on reading there. They read
+    // through a few mapped windows of the file, one for each of sparse_lanes lanes: a lane reads
+    // from whichever window holds the bytes, and maps the window it misses in its own place, so
+    // that walks in the same stretch of the file share one mapping, and walks in different
+    // stretches do not take windows away from each other. read_sparse reads through lane 0.
+    static constexpr int sparse_lanes = 5;
+    // Reads up to p_size bytes at p_position through p_lane, fewer only at the end of the file.
+    // Neither the position nor the buffer moves.
+    std::size_t peek(int p_lane, void* p_out, std::size_t p_size, std::int64_t p_position) {
+        for (const MappedWindow& window : m_lanes) {
+            if (const char* data = window.inside(p_position, p_size)) {
+                std::memcpy(p_out, data, p_size);
+                return p_size;
+            }
+        }
+        return peek_mapped(p_lane, p_out, p_size, p_position);
+    }
+    // The bytes from p_position on in a lane's window, and in p_avail how many the window holds
+    // there; nullptr at or past the end of the file, or when the file cannot be mapped.
+    const char* view_ahead(int p_lane, std::int64_t p_position, std::size_t& p_avail);
+    // A hint that a lane will soon read at p_position.
+    void prefetch_ahead(int p_lane, std::int64_t p_position) const {
+        if (m_lanes[p_lane].inside(p_position, 1) != nullptr) {
+            m_lanes[p_lane].prefetch(p_position);
+            return;
+        }
+        for (const MappedWindow& window : m_lanes) window.prefetch(p_position);
+    }
 
     // Bytes of the file behind the position; 0 at or past the end.
     std::int64_t remaining() const;
@@ -66,6 +95,7 @@ class FileStream {
     void refill(std::size_t p_min);
     bool view_mapped(std::size_t p_min);
     void jump(std::int64_t p_position);
+    std::size_t peek_mapped(int p_lane, void* p_out, std::size_t p_size, std::int64_t p_position);
 
     static constexpr std::size_t min_chunk = 4096;
     static constexpr std::size_t max_chunk = std::size_t(1) << 20;
@@ -77,10 +107,11 @@ class FileStream {
     const char* m_view = nullptr;
     std::size_t m_capacity = 0;
     std::size_t m_chunk = min_chunk;
-    std::int64_t m_base;       // file offset of m_view[0]
-    std::size_t m_cursor = 0;  // position inside the buffer
-    std::size_t m_fill = 0;    // valid bytes in the buffer
-    MappedWindow m_mapped;     // the view of read_sparse
+    std::int64_t m_base;                 // file offset of m_view[0]
+    std::size_t m_cursor = 0;            // position inside the buffer
+    std::size_t m_fill = 0;              // valid bytes in the buffer
+    MappedWindow m_mapped;               // the view of long sequential runs
+    MappedWindow m_lanes[sparse_lanes];  // the views of walks
 };
 
 // The signed word of 4 bytes in file order, reversed when Swap is set.
@@ -116,6 +147,17 @@ inline bool read_sparse_word(FileStream& p_stream, std::int32_t& p_word) {
     }
     char bytes[4];
     if (p_stream.read_sparse(bytes, 4) < 4) return false;
+    p_word = word_of<Swap>(bytes);
+    return true;
+}
+
+// Reads one 4-byte word at p_position by peek through p_lane, reversed when Swap is set; false
+// at the end of the file.
+template <bool Swap>
+inline bool peek_word(FileStream& p_stream, int p_lane, std::int64_t p_position,
+                      std::int32_t& p_word) {
+    char bytes[4];
+    if (p_stream.peek(p_lane, bytes, 4, p_position) < 4) return false;
     p_word = word_of<Swap>(bytes);
     return true;
 }

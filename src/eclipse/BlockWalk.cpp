@@ -1,0 +1,295 @@
+#include "eclipse/BlockWalk.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+namespace kelvara::eclipse {
+
+namespace {
+
+// How many blocks ahead a walk asks for a length word before it reads it.
+constexpr std::int64_t prefetch_blocks = 16;
+
+// Sections up to this many bytes are passed over through the stream's buffer.
+constexpr std::int32_t small_section_bytes = 64 * 1024;
+
+// Blocks walked before a long section is split among several walks.
+constexpr std::int64_t split_after = 16;
+// The walks beside the first one, each on a lane of its own (the first walk reads on lane 0).
+constexpr int side_walks = stream::FileStream::sparse_lanes - 1;
+// Fewer blocks than this left for each walk are not worth a split.
+constexpr double fewest_blocks_per_walk = 32.0;
+// The most bytes looked through for the start of a block.
+constexpr std::int64_t widest_search = 64 * 1024;
+
+// Passes over the whole blocks of a small section that the buffer holds or can fill, and adds
+// their bytes to p_done. The next header follows closely, so reading through keeps the buffer
+// on its sequential run, where the mapped view would break it. Stops, leaving the stream on the
+// block, at anything the full walk must judge: a negative length or the end of the file.
+template <bool Swap>
+void pass_small_blocks(stream::FileStream& p_stream, std::int32_t p_total, std::int64_t& p_done) {
+    while (p_done < p_total) {
+        std::size_t avail;
+        const char* lead = p_stream.window(4, avail);
+        if (avail < 4) return;
+        const std::int32_t length = stream::word_of<Swap>(lead);
+        if (length < 0 || length > small_section_bytes) return;
+        const std::size_t framed = static_cast<std::size_t>(length) + 8;
+        p_stream.window(framed, avail);
+        if (avail < framed) return;
+        p_stream.consume(framed);
+        p_done += length;
+    }
+}
+
+// A long walk from block to block waits for each length word to arrive from memory before it
+// knows where the next one lies: one fetch after another, each taking the full memory latency.
+// So a long section is split: once the first blocks tell how long blocks are, side walks start
+// at evenly spaced points ahead, each at the first place there that reads as the start of two
+// blocks in a row, and all walks take one step in turn. The fetches of different walks do not
+// wait for each other, so they overlap, and the section is crossed in a fraction of the time.
+//
+// A side walk follows the leading length words exactly as the first walk does, and stops where
+// the first walk would stop (a negative length, a block that the file cannot hold) or where it
+// reaches the start of the next side walk. When the first walk lands on the start of a side
+// walk, every block that the side walk found is one that the first walk would have stepped
+// through with the very same length, so it takes them over, in order, and stops where it would
+// have stopped. Whether the start that the side walk guessed was a true block start does not
+// matter: a side walk whose start the first walk passes over is dropped, and so is one that
+// another side walk passes over.
+struct TSideWalk {
+    std::int64_t start = 0;
+    std::int64_t position = 0;
+    bool alive = false;   // may still be taken over
+    bool moving = false;  // still stepping
+    std::vector<std::int32_t> lengths;
+};
+
+// The lengths of the blocks walked by the first walk, for the estimate of what is left.
+struct TWalkedBlocks {
+    std::int64_t count = 0;
+    double sum = 0;
+    std::int32_t longest = 0;
+    bool words = true;  // every length a whole number of 4-byte words
+
+    void add(std::int32_t p_length) {
+        ++count;
+        sum += p_length;
+        longest = std::max(longest, p_length);
+        words = words && p_length % 4 == 0;
+    }
+};
+
+// The first position from p_target on, in steps of p_step, where two blocks in a row, each of
+// at most p_longest bytes, have leading and trailing words that agree; -1 when the next
+// p_span bytes hold none.
+template <bool Swap>
+std::int64_t find_block_start(stream::FileStream& p_stream, int p_lane, std::int64_t p_target,
+                              std::int64_t p_span, std::int32_t p_longest, std::size_t p_step) {
+    std::size_t avail;
+    const char* view = p_stream.view_ahead(p_lane, p_target, avail);
+    if (view == nullptr) return -1;
+    avail = std::min(avail, static_cast<std::size_t>(p_span));
+    const auto fits = [&](std::size_t p_at) { return p_at <= avail && avail - p_at >= 4; };
+    for (std::size_t at = 0; fits(at); at += p_step) {
+        const std::int32_t first = stream::word_of<Swap>(view + at);
+        if (first < 0 || first > p_longest) continue;
+        const std::size_t first_end = at + 4 + std::size_t(first);
+        if (!fits(first_end + 4) || stream::word_of<Swap>(view + first_end) != first) continue;
+        const std::int32_t second = stream::word_of<Swap>(view + first_end + 4);
+        if (second < 0 || second > p_longest) continue;
+        const std::size_t second_end = first_end + 8 + std::size_t(second);
+        if (!fits(second_end) || stream::word_of<Swap>(view + second_end) != second) continue;
+        return p_target + static_cast<std::int64_t>(at);
+    }
+    return -1;
+}
+
+// Splits the rest of a section, whose data from p_position on still holds p_left bytes, among
+// side walks; false when there is too little left.
+// Kept out of the walk's loop, which it serves once a section.
+template <bool Swap>
+[[gnu::noinline]] bool start_side_walks(stream::FileStream& p_stream, std::int64_t p_position,
+                                        std::int64_t p_left, const TWalkedBlocks& p_walked,
+                                        TSideWalk (&p_sides)[side_walks]) {
+    const double mean = p_walked.sum / double(p_walked.count);
+    if (!(mean > 0)) return false;
+    const double blocks = double(p_left) / mean;
+    const double per_walk = blocks / (side_walks + 1);
+    if (per_walk < fewest_blocks_per_walk) return false;
+    const double stretch = (double(p_left) + 8 * blocks) / (side_walks + 1);
+    const std::int64_t longest = 2 * std::int64_t(p_walked.longest) + 64;
+    const std::int32_t longest_length =
+        static_cast<std::int32_t>(std::min<std::int64_t>(longest, INT32_MAX));
+    const std::int64_t span = std::min<std::int64_t>(widest_search, 3 * (longest + 8));
+    const std::size_t step = p_walked.words ? 4 : 1;
+    std::int64_t targets[side_walks];
+    for (int k = 0; k < side_walks; ++k) {
+        // Block starts lie a whole number of words from the position when all lengths do.
+        std::int64_t target = p_position + std::int64_t(stretch * (k + 1));
+        targets[k] = target - (target - p_position) % std::int64_t(step);
+    }
+    // The stretches to be looked through are all asked for at once, so that their fetches
+    // overlap, before the first of them is read.
+    const std::int64_t ahead =
+        std::min<std::int64_t>(span, 2 * (std::int64_t(p_walked.longest) + 8));
+    for (std::int64_t at = 0; at < ahead; at += 64) {
+        for (int k = 0; k < side_walks; ++k) p_stream.prefetch_ahead(k + 1, targets[k] + at);
+    }
+    bool any = false;
+    for (int k = 0; k < side_walks; ++k) {
+        TSideWalk& side = p_sides[k];
+        const std::int64_t start =
+            find_block_start<Swap>(p_stream, k + 1, targets[k], span, longest_length, step);
+        side.alive = side.moving = start >= 0 && (k == 0 || start > p_sides[k - 1].start);
+        if (!side.alive) continue;
+        side.start = side.position = start;
+        side.lengths.clear();
+        side.lengths.reserve(static_cast<std::size_t>(per_walk * 1.25) + 16);
+        any = true;
+    }
+    return any;
+}
+
+// One step of a side walk on p_lane over the block at its position, as the first walk would
+// take it; false where the first walk would stop.
+template <bool Swap>
+bool side_step(stream::FileStream& p_stream, int p_lane, TSideWalk& p_side, std::int64_t p_size) {
+    std::int32_t length;
+    if (!stream::peek_word<Swap>(p_stream, p_lane, p_side.position, length) || length < 0) {
+        return false;
+    }
+    // The trailing word must lie inside the file, or the first walk stops at this block.
+    const std::int64_t next = p_side.position + 8 + std::int64_t(length);
+    if (next > p_size) return false;
+    p_stream.prefetch_ahead(p_lane, p_side.position + prefetch_blocks * (std::int64_t(length) + 8));
+    p_side.lengths.push_back(length);
+    p_side.position = next;
+    return true;
+}
+
+// The side walks after p_from that may still be taken over: the first of them, or side_walks.
+int next_alive(const TSideWalk (&p_sides)[side_walks], int p_from) {
+    int k = p_from + 1;
+    while (k < side_walks && !p_sides[k].alive) ++k;
+    return k;
+}
+
+// Each moving side walk takes a step. One that reaches the start of the next live side walk
+// stops there, or, having passed over it, drops it and goes on. The last one goes on until the
+// first walk takes it over, but not past p_limit.
+template <bool Swap>
+void step_side_walks(stream::FileStream& p_stream, TSideWalk (&p_sides)[side_walks],
+                     std::int64_t p_size, std::int64_t p_limit) {
+    for (int k = 0; k < side_walks; ++k) {
+        TSideWalk& side = p_sides[k];
+        if (!side.moving) continue;
+        if (!side_step<Swap>(p_stream, k + 1, side, p_size)) {
+            side.moving = false;
+            continue;
+        }
+        const int next = next_alive(p_sides, k);
+        if (next == side_walks) {
+            side.moving = side.position < p_limit;
+        } else if (side.position == p_sides[next].start) {
+            side.moving = false;
+        } else if (side.position > p_sides[next].start) {
+            p_sides[next].alive = p_sides[next].moving = false;
+        }
+    }
+}
+
+// Walks on from p_done bytes of the blocks of a section of p_total bytes, one length word to
+// the next, with side walks on long sections. Complains when the blocks do not add up.
+template <bool Swap>
+[[gnu::noinline]] bool jump_sparse_blocks(stream::FileStream& p_stream, std::int32_t p_total,
+                                          std::int64_t p_done) {
+    TBlockWalkCounts& counts = BlockWalkCounts();
+    const std::int64_t size = p_stream.file()->size();
+    std::int64_t position = p_stream.tell();
+    TWalkedBlocks walked;
+    TSideWalk sides[side_walks];
+    bool split = false;
+    int next_side = side_walks;  // the next side walk that the first walk may land on
+    std::int64_t limit = 0;      // where the last side walk stops
+    while (p_total >= 1 && p_done < p_total) {
+        std::int32_t length, trailing;
+        // Only the length words are read: the items in between are never fetched.
+        if (!stream::read_sparse_word<Swap>(p_stream, length)) break;
+        // A negative length would walk backwards, and possibly for ever: the walk ends there.
+        if (length < 0) break;
+        // Blocks are mostly of one length, so the word some blocks ahead is asked for now, on
+        // the guess that they are of this block's length; a wrong guess costs nothing but the
+        // hint.
+        p_stream.prefetch_sparse(position + prefetch_blocks * (std::int64_t(length) + 8));
+        p_stream.seek(position + length + 4);
+        if (!stream::read_sparse_word<Swap>(p_stream, trailing)) break;
+        p_done += length;
+        position += std::int64_t(length) + 8;
+        walked.add(length);
+
+        if (split) {
+            bool landed = false;
+            while (next_side < side_walks && p_done < p_total) {
+                TSideWalk& side = sides[next_side];
+                if (side.alive && position < side.start) break;
+                if (side.alive && position == side.start) {
+                    // The first walk stands where this side walk began: it takes over the
+                    // blocks found there, in order, as far as the section needs them.
+                    for (const std::int32_t taken : side.lengths) {
+                        if (p_done >= p_total) break;
+                        p_done += taken;
+                        position += std::int64_t(taken) + 8;
+                        ++counts.blocks_taken;
+                    }
+                    ++counts.walks_taken;
+                    landed = true;
+                }
+                // Taken over, passed over or dropped: this side walk is done with.
+                side.alive = side.moving = false;
+                next_side = next_alive(sides, next_side);
+            }
+            if (landed) p_stream.seek(position);
+            if (p_done < p_total) step_side_walks<Swap>(p_stream, sides, size, limit);
+        } else if (walked.count == split_after) {
+            const std::int64_t left = p_total - p_done;
+            split = start_side_walks<Swap>(p_stream, position, left, walked, sides);
+            if (split) {
+                next_side = next_alive(sides, -1);
+                const double blocks = double(left) / (walked.sum / double(walked.count));
+                // The section ends about left + 8 blocks bytes on; its block count is not known
+                // closer than that.
+                limit = position + left + std::int64_t(8 * blocks * 1.5) + 64;
+                ++counts.splits;
+            }
+        }
+    }
+    if (p_done == p_total) return true;
+    std::fprintf(stderr, "Error on JumpItems: %lld X %d\n", static_cast<long long>(p_done),
+                 p_total);
+    return false;
+}
+
+}  // namespace
+
+bool JumpBlocks(stream::FileStream& p_stream, bool p_swap, std::int32_t p_total) {
+    return stream::with_byte_order(p_swap, [&](auto p_order) {
+        constexpr bool swap = decltype(p_order)::value;
+        std::int64_t done = 0;
+        if (p_total >= 1 && p_total <= small_section_bytes) {
+            pass_small_blocks<swap>(p_stream, p_total, done);
+            if (done == p_total) return true;
+        }
+        return jump_sparse_blocks<swap>(p_stream, p_total, done);
+    });
+}
+
+TBlockWalkCounts& BlockWalkCounts() {
+    thread_local TBlockWalkCounts counts;
+    return counts;
+}
+
+}  // namespace kelvara::eclipse
