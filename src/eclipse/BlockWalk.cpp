@@ -47,7 +47,9 @@ void pass_small_blocks(stream::FileStream& p_stream, std::int32_t p_total, std::
 
 // A long walk from block to block waits for each length word to arrive from memory before it
 // knows where the next one lies: one fetch after another, each taking the full memory latency.
-// So a long section is split: once the first blocks tell how long blocks are, side walks start
+// Blocks of one length are fetched some blocks ahead on that guess, which overlaps the fetches;
+// blocks of many lengths defeat the guess. So a long section whose first blocks differ in length
+// is split: once those blocks tell how long blocks are, side walks start
 // at evenly spaced points ahead, each at the first place there that reads as the start of two
 // blocks in a row, and all walks take one step in turn. The fetches of different walks do not
 // wait for each other, so they overlap, and the section is crossed in a fraction of the time.
@@ -74,8 +76,12 @@ struct TWalkedBlocks {
     double sum = 0;
     std::int32_t longest = 0;
     bool words = true;  // every length a whole number of 4-byte words
+    bool even = true;   // every length that of the first block
+    std::int32_t first_length = 0;
 
     void add(std::int32_t p_length) {
+        even = even && (count == 0 || p_length == first_length);
+        if (count == 0) first_length = p_length;
         ++count;
         sum += p_length;
         longest = std::max(longest, p_length);
@@ -115,6 +121,8 @@ template <bool Swap>
 [[gnu::noinline]] bool start_side_walks(stream::FileStream& p_stream, std::int64_t p_position,
                                         std::int64_t p_left, const TWalkedBlocks& p_walked,
                                         TSideWalk (&p_sides)[side_walks]) {
+    // Blocks of one length are fetched ahead on that guess already, and overlap as they are.
+    if (p_walked.even) return false;
     const double mean = p_walked.sum / double(p_walked.count);
     if (!(mean > 0)) return false;
     const double blocks = double(p_left) / mean;
@@ -126,24 +134,14 @@ template <bool Swap>
         static_cast<std::int32_t>(std::min<std::int64_t>(longest, INT32_MAX));
     const std::int64_t span = std::min<std::int64_t>(widest_search, 3 * (longest + 8));
     const std::size_t step = p_walked.words ? 4 : 1;
-    std::int64_t targets[side_walks];
-    for (int k = 0; k < side_walks; ++k) {
-        // Block starts lie a whole number of words from the position when all lengths do.
-        std::int64_t target = p_position + std::int64_t(stretch * (k + 1));
-        targets[k] = target - (target - p_position) % std::int64_t(step);
-    }
-    // The stretches to be looked through are all asked for at once, so that their fetches
-    // overlap, before the first of them is read.
-    const std::int64_t ahead =
-        std::min<std::int64_t>(span, 2 * (std::int64_t(p_walked.longest) + 8));
-    for (std::int64_t at = 0; at < ahead; at += 64) {
-        for (int k = 0; k < side_walks; ++k) p_stream.prefetch_ahead(k + 1, targets[k] + at);
-    }
     bool any = false;
     for (int k = 0; k < side_walks; ++k) {
         TSideWalk& side = p_sides[k];
+        // Block starts lie a whole number of words from the position when all lengths do.
+        std::int64_t target = p_position + std::int64_t(stretch * (k + 1));
+        target -= (target - p_position) % std::int64_t(step);
         const std::int64_t start =
-            find_block_start<Swap>(p_stream, k + 1, targets[k], span, longest_length, step);
+            find_block_start<Swap>(p_stream, k + 1, target, span, longest_length, step);
         side.alive = side.moving = start >= 0 && (k == 0 || start > p_sides[k - 1].start);
         if (!side.alive) continue;
         side.start = side.position = start;
@@ -165,7 +163,6 @@ bool side_step(stream::FileStream& p_stream, int p_lane, TSideWalk& p_side, std:
     // The trailing word must lie inside the file, or the first walk stops at this block.
     const std::int64_t next = p_side.position + 8 + std::int64_t(length);
     if (next > p_size) return false;
-    p_stream.prefetch_ahead(p_lane, p_side.position + prefetch_blocks * (std::int64_t(length) + 8));
     p_side.lengths.push_back(length);
     p_side.position = next;
     return true;
@@ -222,9 +219,11 @@ template <bool Swap>
         // A negative length would walk backwards, and possibly for ever: the walk ends there.
         if (length < 0) break;
         // Blocks are mostly of one length, so the word some blocks ahead is asked for now, on
-        // the guess that they are of this block's length; a wrong guess costs nothing but the
-        // hint.
-        p_stream.prefetch_sparse(position + prefetch_blocks * (std::int64_t(length) + 8));
+        // the guess that they are of this block's length. A split section has blocks of many
+        // lengths: there the guesses would only take fetches from the walks.
+        if (!split) {
+            p_stream.prefetch_sparse(position + prefetch_blocks * (std::int64_t(length) + 8));
+        }
         p_stream.seek(position + length + 4);
         if (!stream::read_sparse_word<Swap>(p_stream, trailing)) break;
         p_done += length;

@@ -164,6 +164,20 @@ TEST(BlockWalk, LongSectionsOfRandomBlocksAreSplitAmongWalks) {
     EXPECT_GT(counts.blocks_taken, 6 * 200);
 }
 
+TEST(BlockWalk, SectionsOfEvenBlocksAreWalkedByOneWalk) {
+    // Blocks of one length are fetched ahead on the guess of that length: no split.
+    EclWriter writer(true);
+    writer.header("EVEN", 300000, "REAL");
+    for (int b = 0; b < 300; ++b) writer.block(std::vector<float>(1000, 0.5f));
+    const auto end = static_cast<std::int64_t>(writer.size());
+    writer.header("NEXT", 1, "INTE").block(std::vector<std::int32_t>{1});
+    const TBlockWalkCounts before = BlockWalkCounts();
+    const TWalkResult got = jump(writer.bytes(), 24, 4 * 300000, true);
+    EXPECT_TRUE(got.ok);
+    EXPECT_EQ(got.end, end);
+    EXPECT_EQ(since(before).splits, 0);
+}
+
 TEST(BlockWalk, ItemsThatLookLikeBlocksLeadNowhereWrong) {
     // Items of 16 or of 0 read as blocks whose leading and trailing words agree, everywhere:
     // side walks start inside the items and step through blocks that are none.
