@@ -89,30 +89,77 @@ struct TWalkedBlocks {
     }
 };
 
-// The first position from p_target on, in steps of p_step, where two blocks in a row, each of
-// at most p_longest bytes, have leading and trailing words that agree; -1 when the next
-// p_span bytes hold none.
+// A look for a block start from a target position on: the first place, in steps of the item
+// word, where two blocks in a row, each of at most a longest length, have leading and trailing
+// words that agree. Several looks go on side by side, a stretch of each in turn, so that their
+// fetches overlap.
 template <bool Swap>
-std::int64_t find_block_start(stream::FileStream& p_stream, int p_lane, std::int64_t p_target,
-                              std::int64_t p_span, std::int32_t p_longest, std::size_t p_step) {
-    std::size_t avail;
-    const char* view = p_stream.view_ahead(p_lane, p_target, avail);
-    if (view == nullptr) return -1;
-    avail = std::min(avail, static_cast<std::size_t>(p_span));
-    const auto fits = [&](std::size_t p_at) { return p_at <= avail && avail - p_at >= 4; };
-    for (std::size_t at = 0; fits(at); at += p_step) {
-        const std::int32_t first = stream::word_of<Swap>(view + at);
-        if (first < 0 || first > p_longest) continue;
-        const std::size_t first_end = at + 4 + std::size_t(first);
-        if (!fits(first_end + 4) || stream::word_of<Swap>(view + first_end) != first) continue;
-        const std::int32_t second = stream::word_of<Swap>(view + first_end + 4);
-        if (second < 0 || second > p_longest) continue;
-        const std::size_t second_end = first_end + 8 + std::size_t(second);
-        if (!fits(second_end) || stream::word_of<Swap>(view + second_end) != second) continue;
-        return p_target + static_cast<std::int64_t>(at);
+class BlockStartLook {
+  public:
+    // Looks through the p_span bytes from p_target on, in a window that holds them (none: no
+    // look).
+    void begin(const stream::FileStream& p_stream, std::int64_t p_target, std::int64_t p_span,
+               std::int32_t p_longest, std::size_t p_step) {
+        m_target = p_target;
+        m_longest = p_longest;
+        m_step = p_step;
+        m_at = 0;
+        m_found = -1;
+        m_avail = 0;
+        m_view = p_stream.held(p_target, m_avail);
+        m_avail = std::min(m_avail, static_cast<std::size_t>(p_span));
+        m_going = m_view != nullptr && fits(0);
+        if (!m_going) return;
+        for (std::size_t at = 0; at < fetch_distance && at < m_avail; at += stretch) {
+            stream::fetch_ahead(m_view + at);
+        }
     }
-    return -1;
-}
+    bool going() const { return m_going; }
+    // The block start found, or -1.
+    std::int64_t found() const { return m_found; }
+
+    // Looks through the next stretch of bytes, asking for one further ahead meanwhile.
+    void look_on() {
+        const std::size_t stop = m_at + stretch;
+        if (m_avail - m_at > fetch_distance) stream::fetch_ahead(m_view + m_at + fetch_distance);
+        for (; m_at < stop && fits(m_at); m_at += m_step) {
+            if (starts_blocks(m_at)) {
+                m_found = m_target + static_cast<std::int64_t>(m_at);
+                m_going = false;
+                return;
+            }
+        }
+        m_going = fits(m_at);
+    }
+
+  private:
+    static constexpr std::size_t stretch = 64;
+    // How far ahead of the stretch looked through its bytes are asked for.
+    static constexpr std::size_t fetch_distance = 8 * stretch;
+
+    bool fits(std::size_t p_at) const { return p_at <= m_avail && m_avail - p_at >= 4; }
+    bool starts_blocks(std::size_t p_at) const {
+        const std::int32_t first = stream::word_of<Swap>(m_view + p_at);
+        if (first < 0 || first > m_longest) return false;
+        const std::size_t first_end = p_at + 4 + std::size_t(first);
+        if (!fits(first_end + 4) || stream::word_of<Swap>(m_view + first_end) != first) {
+            return false;
+        }
+        const std::int32_t second = stream::word_of<Swap>(m_view + first_end + 4);
+        if (second < 0 || second > m_longest) return false;
+        const std::size_t second_end = first_end + 8 + std::size_t(second);
+        return fits(second_end) && stream::word_of<Swap>(m_view + second_end) == second;
+    }
+
+    const char* m_view = nullptr;
+    std::size_t m_avail = 0;
+    std::size_t m_at = 0;
+    std::int64_t m_target = 0;
+    std::int64_t m_found = -1;
+    std::int32_t m_longest = 0;
+    std::size_t m_step = 4;
+    bool m_going = false;
+};
 
 // Splits the rest of a section, whose data from p_position on still holds p_left bytes, among
 // side walks; false when there is too little left.
@@ -134,17 +181,36 @@ template <bool Swap>
         static_cast<std::int32_t>(std::min<std::int64_t>(longest, INT32_MAX));
     const std::int64_t span = std::min<std::int64_t>(widest_search, 3 * (longest + 8));
     const std::size_t step = p_walked.words ? 4 : 1;
+    std::int64_t targets[side_walks];
+    for (int k = 0; k < side_walks; ++k) {
+        // Block starts lie a whole number of words from the position when all lengths do.
+        const std::int64_t target = p_position + std::int64_t(stretch * (k + 1));
+        targets[k] = target - (target - p_position) % std::int64_t(step);
+        // The walks share the windows that hold their stretches: each is mapped once, and
+        // its pages are brought in once, by whichever walk comes to them.
+        p_stream.hold(k + 1, targets[k]);
+    }
+    // Only then are the views taken, when no window moves any more.
+    BlockStartLook<Swap> looks[side_walks];
+    for (int k = 0; k < side_walks; ++k) {
+        looks[k].begin(p_stream, targets[k], span, longest_length, step);
+    }
+    for (bool going = true; going;) {
+        going = false;
+        for (BlockStartLook<Swap>& look : looks) {
+            if (!look.going()) continue;
+            look.look_on();
+            going = going || look.going();
+        }
+    }
     bool any = false;
+    std::int64_t last_start = -1;
     for (int k = 0; k < side_walks; ++k) {
         TSideWalk& side = p_sides[k];
-        // Block starts lie a whole number of words from the position when all lengths do.
-        std::int64_t target = p_position + std::int64_t(stretch * (k + 1));
-        target -= (target - p_position) % std::int64_t(step);
-        const std::int64_t start =
-            find_block_start<Swap>(p_stream, k + 1, target, span, longest_length, step);
-        side.alive = side.moving = start >= 0 && (k == 0 || start > p_sides[k - 1].start);
+        const std::int64_t start = looks[k].found();
+        side.alive = side.moving = start > last_start;
         if (!side.alive) continue;
-        side.start = side.position = start;
+        last_start = side.start = side.position = start;
         side.lengths.clear();
         side.lengths.reserve(static_cast<std::size_t>(per_walk * 1.25) + 16);
         any = true;

@@ -91,13 +91,10 @@ std::size_t FileStream::peek_mapped(int p_lane, void* p_out, std::size_t p_size,
     return m_lanes[p_lane].read_at(*m_file, p_out, p_size, p_position);
 }
 
-const char* FileStream::view_ahead(int p_lane, std::int64_t p_position, std::size_t& p_avail) {
-    p_avail = 0;
-    if (p_position < 0) return nullptr;
-    for (const MappedWindow& window : m_lanes) {
-        if (const char* data = window.holding(p_position, p_avail)) return data;
-    }
-    return m_lanes[p_lane].view(*m_file, p_position, p_avail);
+bool FileStream::hold(int p_lane, std::int64_t p_position) {
+    std::size_t avail = 0;
+    if (held(p_position, avail) != nullptr) return true;
+    return p_position >= 0 && m_lanes[p_lane].view(*m_file, p_position, avail) != nullptr;
 }
 
 std::int64_t FileStream::remaining() const {

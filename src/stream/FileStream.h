@@ -72,9 +72,18 @@ class FileStream {
         }
         return peek_mapped(p_lane, p_out, p_size, p_position);
     }
-    // The bytes from p_position on in a lane's window, and in p_avail how many the window holds
-    // there; nullptr at or past the end of the file, or when the file cannot be mapped.
-    const char* view_ahead(int p_lane, std::int64_t p_position, std::size_t& p_avail);
+    // Makes sure that a window holds p_position, mapping the window of p_lane when none does;
+    // false at or past the end of the file, or when the file cannot be mapped.
+    bool hold(int p_lane, std::int64_t p_position);
+    // The bytes from p_position on in a window that holds them, and in p_avail how many the
+    // window holds there; nullptr when none does. Maps nothing: valid until a lane maps another
+    // window in place of the one that holds them.
+    const char* held(std::int64_t p_position, std::size_t& p_avail) const {
+        for (const MappedWindow& window : m_lanes) {
+            if (const char* data = window.holding(p_position, p_avail)) return data;
+        }
+        return nullptr;
+    }
     // A hint that a lane will soon read at p_position.
     void prefetch_ahead(int p_lane, std::int64_t p_position) const {
         if (m_lanes[p_lane].inside(p_position, 1) != nullptr) {
