@@ -278,26 +278,37 @@ template <bool Swap>
     bool split = false;
     int next_side = side_walks;  // the next side walk that the first walk may land on
     std::int64_t limit = 0;      // where the last side walk stops
+    bool lagging = false;        // the stream stands behind the position
     while (p_total >= 1 && p_done < p_total) {
         std::int32_t length, trailing;
-        // Only the length words are read: the items in between are never fetched.
-        if (!stream::read_sparse_word<Swap>(p_stream, length)) break;
-        // A negative length would walk backwards, and possibly for ever: the walk ends there.
-        if (length < 0) break;
-        // Blocks are mostly of one length, so the word some blocks ahead is asked for now, on
-        // the guess that they are of this block's length. A split section has blocks of many
-        // lengths: there the guesses would only take fetches from the walks.
-        if (!split) {
-            p_stream.prefetch_sparse(position + prefetch_blocks * (std::int64_t(length) + 8));
+        if (split && stream::peek_word<Swap>(p_stream, 0, position, length) && length >= 0 &&
+            length <= size - position - 8) {
+            // In a split section the first walk steps as the side walks do, through the lanes,
+            // leaving the stream where it stands until the walk is over; anything but a whole
+            // block inside the file goes to the steps below, which judge it as ever.
+            lagging = true;
+        } else {
+            if (lagging) p_stream.seek(position);
+            lagging = false;
+            // Only the length words are read: the items in between are never fetched.
+            if (!stream::read_sparse_word<Swap>(p_stream, length)) break;
+            // A negative length would walk backwards, and possibly for ever: the walk ends
+            // there.
+            if (length < 0) break;
+            // Blocks are mostly of one length, so the word some blocks ahead is asked for now,
+            // on the guess that they are of this block's length. A split section has blocks of
+            // many lengths: there the guesses would only take fetches from the walks.
+            if (!split) {
+                p_stream.prefetch_sparse(position + prefetch_blocks * (std::int64_t(length) + 8));
+            }
+            p_stream.seek(position + length + 4);
+            if (!stream::read_sparse_word<Swap>(p_stream, trailing)) break;
         }
-        p_stream.seek(position + length + 4);
-        if (!stream::read_sparse_word<Swap>(p_stream, trailing)) break;
         p_done += length;
         position += std::int64_t(length) + 8;
         walked.add(length);
 
         if (split) {
-            bool landed = false;
             while (next_side < side_walks && p_done < p_total) {
                 TSideWalk& side = sides[next_side];
                 if (side.alive && position < side.start) break;
@@ -311,13 +322,11 @@ template <bool Swap>
                         ++counts.blocks_taken;
                     }
                     ++counts.walks_taken;
-                    landed = true;
                 }
                 // Taken over, passed over or dropped: this side walk is done with.
                 side.alive = side.moving = false;
                 next_side = next_alive(sides, next_side);
             }
-            if (landed) p_stream.seek(position);
             if (p_done < p_total) step_side_walks<Swap>(p_stream, sides, size, limit);
         } else if (walked.count == split_after) {
             const std::int64_t left = p_total - p_done;
@@ -332,6 +341,7 @@ template <bool Swap>
             }
         }
     }
+    if (lagging) p_stream.seek(position);
     if (p_done == p_total) return true;
     std::fprintf(stderr, "Error on JumpItems: %lld X %d\n", static_cast<long long>(p_done),
                  p_total);

@@ -60,15 +60,14 @@ class FileStream {
     // from whichever window holds the bytes, and maps the window it misses in its own place, so
     // that walks in the same stretch of the file share one mapping, and walks in different
     // stretches do not take windows away from each other. read_sparse reads through lane 0.
-    static constexpr int sparse_lanes = 5;
+    static constexpr int sparse_lanes = 4;
     // Reads up to p_size bytes at p_position through p_lane, fewer only at the end of the file.
     // Neither the position nor the buffer moves.
     std::size_t peek(int p_lane, void* p_out, std::size_t p_size, std::int64_t p_position) {
-        for (const MappedWindow& window : m_lanes) {
-            if (const char* data = window.inside(p_position, p_size)) {
-                std::memcpy(p_out, data, p_size);
-                return p_size;
-            }
+        // The window that served the lane last is asked first.
+        if (const char* data = m_lanes[m_served[p_lane]].inside(p_position, p_size)) {
+            std::memcpy(p_out, data, p_size);
+            return p_size;
         }
         return peek_mapped(p_lane, p_out, p_size, p_position);
     }
@@ -121,6 +120,7 @@ class FileStream {
     std::size_t m_fill = 0;              // valid bytes in the buffer
     MappedWindow m_mapped;               // the view of long sequential runs
     MappedWindow m_lanes[sparse_lanes];  // the views of walks
+    int m_served[sparse_lanes] = {};     // the window that served each lane last
 };
 
 // The signed word of 4 bytes in file order, reversed when Swap is set.

@@ -297,6 +297,30 @@ TEST(BlockWalk, SpoiltFilesAreWalkedAsAPlainWalkWalksThem) {
     EXPECT_LT(counts.walks_taken, counts.splits * side_walks - 30);
 }
 
+TEST(BlockWalk, FilesCutInsideAnyBlockAreWalkedAsAPlainWalkWalksThem) {
+    // Cut in a block's leading word, in its items, at its trailing word and inside it: wherever
+    // the block lies, in the first walk's stretch or a side walk's, the walk stops there and
+    // complains as the plain walk does.
+    std::mt19937 random(77);
+    EclWriter writer(true);
+    std::int64_t data;
+    std::int32_t total;
+    random_section(writer, random, "A", 60000, 400, 1000000, data, total);
+    const auto end = static_cast<std::int64_t>(writer.size());
+    const std::vector<std::int64_t> starts = block_starts(writer.bytes(), data, end, true);
+    for (std::size_t b = 20; b < starts.size(); b += 13) {
+        const std::int64_t block = starts[b];
+        const std::int64_t length = word_at(writer.bytes(), block, true);
+        for (const std::int64_t cut : {block + 2, block + 4 + length / 2, block + 4 + length,
+                                       block + 6 + length, block + 7 + length}) {
+            const std::string bytes = writer.bytes().substr(0, std::size_t(cut));
+            expect_same(jump(bytes, data, total, true), reference_walk(bytes, data, total, true),
+                        "block " + std::to_string(b) + " cut at " + std::to_string(cut));
+        }
+        if (HasFailure()) break;
+    }
+}
+
 TEST(BlockWalk, UnspoiltRandomSectionsAgreeWithThePlainWalk) {
     std::mt19937 random(99);
     for (int round = 0; round < 40; ++round) {
