@@ -47,12 +47,14 @@ void pass_small_blocks(stream::FileStream& p_stream, std::int32_t p_total, std::
 
 // A long walk from block to block waits for each length word to arrive from memory before it
 // knows where the next one lies: one fetch after another, each taking the full memory latency.
-// Blocks of one length are fetched some blocks ahead on that guess, which overlaps the fetches;
-// blocks of many lengths defeat the guess. So a long section whose first blocks differ in length
-// is split: once those blocks tell how long blocks are, side walks start
-// at evenly spaced points ahead, each at the first place there that reads as the start of two
-// blocks in a row, and all walks take one step in turn. The fetches of different walks do not
-// wait for each other, so they overlap, and the section is crossed in a fraction of the time.
+// Blocks of one length are fetched some blocks ahead on the guess of that length, which hides
+// part of the wait; blocks of many lengths defeat the guess. So once the first blocks of a long
+// section tell how long its blocks are, the rest is split: side walks start at evenly spaced
+// points ahead, and all walks take one step in turn. The fetches of different walks do not wait
+// for each other, so they overlap, and the section is crossed in a fraction of the time. Where
+// the first blocks are all of one length, the side walks start where that length puts the
+// blocks; otherwise each starts at the first place past its point that reads as the start of
+// two blocks in a row.
 //
 // A side walk follows the leading length words exactly as the first walk does, and stops where
 // the first walk would stop (a negative length, a block that the file cannot hold) or where it
@@ -168,13 +170,25 @@ template <bool Swap>
 [[gnu::noinline]] bool start_side_walks(stream::FileStream& p_stream, std::int64_t p_position,
                                         std::int64_t p_left, const TWalkedBlocks& p_walked,
                                         TSideWalk (&p_sides)[side_walks]) {
-    // Blocks of one length are fetched ahead on that guess already, and overlap as they are.
-    if (p_walked.even) return false;
     const double mean = p_walked.sum / double(p_walked.count);
     if (!(mean > 0)) return false;
     const double blocks = double(p_left) / mean;
     const double per_walk = blocks / (side_walks + 1);
     if (per_walk < fewest_blocks_per_walk) return false;
+    if (p_walked.even) {
+        // Blocks of one length: the starts further on are where that length puts them. A
+        // guess that a change of length proves wrong only loses its side walk.
+        const std::int64_t framed = std::int64_t(p_walked.first_length) + 8;
+        const auto per = static_cast<std::int64_t>(per_walk);
+        for (int k = 0; k < side_walks; ++k) {
+            TSideWalk& side = p_sides[k];
+            side.start = side.position = p_position + (k + 1) * per * framed;
+            side.alive = side.moving = true;
+            side.lengths.clear();
+            side.lengths.reserve(static_cast<std::size_t>(per) + 16);
+        }
+        return true;
+    }
     const double stretch = (double(p_left) + 8 * blocks) / (side_walks + 1);
     const std::int64_t longest = 2 * std::int64_t(p_walked.longest) + 64;
     const std::int32_t longest_length =
@@ -218,14 +232,23 @@ template <bool Swap>
     return any;
 }
 
+// Asks for the length word some blocks ahead of the block of p_length bytes at p_position, on
+// the guess that they are of its length; a wrong guess costs nothing but the hint.
+inline void guess_ahead(stream::FileStream& p_stream, int p_lane, std::int64_t p_position,
+                        std::int32_t p_length) {
+    p_stream.prefetch_ahead(p_lane, p_position + prefetch_blocks * (std::int64_t(p_length) + 8));
+}
+
 // One step of a side walk on p_lane over the block at its position, as the first walk would
 // take it; false where the first walk would stop.
 template <bool Swap>
-bool side_step(stream::FileStream& p_stream, int p_lane, TSideWalk& p_side, std::int64_t p_size) {
+bool side_step(stream::FileStream& p_stream, int p_lane, TSideWalk& p_side, std::int64_t p_size,
+               bool p_guess) {
     std::int32_t length;
     if (!stream::peek_word<Swap>(p_stream, p_lane, p_side.position, length) || length < 0) {
         return false;
     }
+    if (p_guess) guess_ahead(p_stream, p_lane, p_side.position, length);
     // The trailing word must lie inside the file, or the first walk stops at this block.
     const std::int64_t next = p_side.position + 8 + std::int64_t(length);
     if (next > p_size) return false;
@@ -246,11 +269,11 @@ int next_alive(const TSideWalk (&p_sides)[side_walks], int p_from) {
 // first walk takes it over, but not past p_limit.
 template <bool Swap>
 void step_side_walks(stream::FileStream& p_stream, TSideWalk (&p_sides)[side_walks],
-                     std::int64_t p_size, std::int64_t p_limit) {
+                     std::int64_t p_size, std::int64_t p_limit, bool p_guess) {
     for (int k = 0; k < side_walks; ++k) {
         TSideWalk& side = p_sides[k];
         if (!side.moving) continue;
-        if (!side_step<Swap>(p_stream, k + 1, side, p_size)) {
+        if (!side_step<Swap>(p_stream, k + 1, side, p_size, p_guess)) {
             side.moving = false;
             continue;
         }
@@ -279,6 +302,9 @@ template <bool Swap>
     int next_side = side_walks;  // the next side walk that the first walk may land on
     std::int64_t limit = 0;      // where the last side walk stops
     bool lagging = false;        // the stream stands behind the position
+    // Whether the walks ask for words ahead on the guess of an even length: not in a section
+    // split for blocks of many lengths, where the guesses would only take fetches from them.
+    bool guess = true;
     while (p_total >= 1 && p_done < p_total) {
         std::int32_t length, trailing;
         if (split && stream::peek_word<Swap>(p_stream, 0, position, length) && length >= 0 &&
@@ -286,6 +312,7 @@ template <bool Swap>
             // In a split section the first walk steps as the side walks do, through the lanes,
             // leaving the stream where it stands until the walk is over; anything but a whole
             // block inside the file goes to the steps below, which judge it as ever.
+            if (guess) guess_ahead(p_stream, 0, position, length);
             lagging = true;
         } else {
             if (lagging) p_stream.seek(position);
@@ -296,11 +323,8 @@ template <bool Swap>
             // there.
             if (length < 0) break;
             // Blocks are mostly of one length, so the word some blocks ahead is asked for now,
-            // on the guess that they are of this block's length. A split section has blocks of
-            // many lengths: there the guesses would only take fetches from the walks.
-            if (!split) {
-                p_stream.prefetch_sparse(position + prefetch_blocks * (std::int64_t(length) + 8));
-            }
+            // on the guess that they are of this block's length.
+            if (guess) guess_ahead(p_stream, 0, position, length);
             p_stream.seek(position + length + 4);
             if (!stream::read_sparse_word<Swap>(p_stream, trailing)) break;
         }
@@ -327,11 +351,12 @@ template <bool Swap>
                 side.alive = side.moving = false;
                 next_side = next_alive(sides, next_side);
             }
-            if (p_done < p_total) step_side_walks<Swap>(p_stream, sides, size, limit);
+            if (p_done < p_total) step_side_walks<Swap>(p_stream, sides, size, limit, guess);
         } else if (walked.count == split_after) {
             const std::int64_t left = p_total - p_done;
             split = start_side_walks<Swap>(p_stream, position, left, walked, sides);
             if (split) {
+                guess = walked.even;
                 next_side = next_alive(sides, -1);
                 const double blocks = double(left) / (walked.sum / double(walked.count));
                 // The section ends about left + 8 blocks bytes on; its block count is not known

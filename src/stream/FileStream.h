@@ -52,9 +52,6 @@ class FileStream {
     // the file. Meant for the few bytes a walk reads between long jumps.
     std::size_t read_sparse(void* p_out, std::size_t p_size);
 
-    // A hint that read_sparse will soon read at p_position.
-    void prefetch_sparse(std::int64_t p_position) const { prefetch_ahead(0, p_position); }
-
     // Walks may look at bytes far from the position while they go on reading there. They read
     // through a few mapped windows of the file, one for each of sparse_lanes lanes: a lane reads
     // from whichever window holds the bytes, and maps the window it misses in its own place, so

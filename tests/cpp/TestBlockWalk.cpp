@@ -164,8 +164,7 @@ TEST(BlockWalk, LongSectionsOfRandomBlocksAreSplitAmongWalks) {
     EXPECT_GT(counts.blocks_taken, 6 * 200);
 }
 
-TEST(BlockWalk, SectionsOfEvenBlocksAreWalkedByOneWalk) {
-    // Blocks of one length are fetched ahead on the guess of that length: no split.
+TEST(BlockWalk, SectionsOfEvenBlocksAreSplitWhereTheirLengthPutsTheBlocks) {
     EclWriter writer(true);
     writer.header("EVEN", 300000, "REAL");
     for (int b = 0; b < 300; ++b) writer.block(std::vector<float>(1000, 0.5f));
@@ -175,7 +174,31 @@ TEST(BlockWalk, SectionsOfEvenBlocksAreWalkedByOneWalk) {
     const TWalkResult got = jump(writer.bytes(), 24, 4 * 300000, true);
     EXPECT_TRUE(got.ok);
     EXPECT_EQ(got.end, end);
-    EXPECT_EQ(since(before).splits, 0);
+    const TBlockWalkCounts counts = since(before);
+    EXPECT_EQ(counts.splits, 1);
+    EXPECT_EQ(counts.walks_taken, side_walks);
+}
+
+TEST(BlockWalk, BlocksThatChangeLengthLeaveTheGuessedStartsBehind) {
+    // Even blocks at first, then blocks one item shorter: the starts guessed from the first
+    // length are no block starts, and the side walks from them are passed over.
+    for (bool big : {true, false}) {
+        EclWriter writer(big);
+        writer.header("CHANGE", 40 * 1000 + 400 * 999, "REAL");
+        for (int b = 0; b < 40; ++b) writer.block(std::vector<float>(1000, 0.5f));
+        for (int b = 0; b < 400; ++b) writer.block(std::vector<float>(999, 0.5f));
+        const auto end = static_cast<std::int64_t>(writer.size());
+        writer.header("NEXT", 1, "INTE").block(std::vector<std::int32_t>{1});
+        const TBlockWalkCounts before = BlockWalkCounts();
+        const std::int32_t total = 4 * (40 * 1000 + 400 * 999);
+        const TWalkResult got = jump(writer.bytes(), 24, total, big);
+        expect_same(got, reference_walk(writer.bytes(), 24, total, big), "changed length");
+        EXPECT_TRUE(got.ok);
+        EXPECT_EQ(got.end, end);
+        const TBlockWalkCounts counts = since(before);
+        EXPECT_EQ(counts.splits, 1);
+        EXPECT_EQ(counts.walks_taken, 0);
+    }
 }
 
 TEST(BlockWalk, ItemsThatLookLikeBlocksLeadNowhereWrong) {
