@@ -141,14 +141,21 @@ class BlockStartLook {
 
     bool fits(std::size_t p_at) const { return p_at <= m_avail && m_avail - p_at >= 4; }
     bool starts_blocks(std::size_t p_at) const {
+        // One unsigned comparison refuses negative words too: items rarely read as a length,
+        // so the branch is almost never taken, and a walk through random items costs no
+        // mispredicted branches.
         const std::int32_t first = stream::word_of<Swap>(m_view + p_at);
-        if (first < 0 || first > m_longest) return false;
+        if (static_cast<std::uint32_t>(first) > static_cast<std::uint32_t>(m_longest)) {
+            return false;
+        }
         const std::size_t first_end = p_at + 4 + std::size_t(first);
         if (!fits(first_end + 4) || stream::word_of<Swap>(m_view + first_end) != first) {
             return false;
         }
         const std::int32_t second = stream::word_of<Swap>(m_view + first_end + 4);
-        if (second < 0 || second > m_longest) return false;
+        if (static_cast<std::uint32_t>(second) > static_cast<std::uint32_t>(m_longest)) {
+            return false;
+        }
         const std::size_t second_end = first_end + 8 + std::size_t(second);
         return fits(second_end) && stream::word_of<Swap>(m_view + second_end) == second;
     }
