@@ -170,6 +170,13 @@ class BlockStartLook {
     bool m_going = false;
 };
 
+// Room for the lengths that a side walk of about p_blocks blocks will find: no more than a
+// bounded amount at first, for an estimate from a few blocks may be far too high.
+std::size_t reserved_lengths(double p_blocks) {
+    constexpr double most = 1 << 16;
+    return static_cast<std::size_t>(std::min(p_blocks, most)) + 16;
+}
+
 // Splits the rest of a section, whose data from p_position on still holds p_left bytes, among
 // side walks; false when there is too little left.
 // Kept out of the walk's loop, which it serves once a section.
@@ -192,7 +199,7 @@ template <bool Swap>
             side.start = side.position = p_position + (k + 1) * per * framed;
             side.alive = side.moving = true;
             side.lengths.clear();
-            side.lengths.reserve(static_cast<std::size_t>(per) + 16);
+            side.lengths.reserve(reserved_lengths(double(per)));
         }
         return true;
     }
@@ -233,7 +240,7 @@ template <bool Swap>
         if (!side.alive) continue;
         last_start = side.start = side.position = start;
         side.lengths.clear();
-        side.lengths.reserve(static_cast<std::size_t>(per_walk * 1.25) + 16);
+        side.lengths.reserve(reserved_lengths(per_walk * 1.25));
         any = true;
     }
     return any;

@@ -344,6 +344,21 @@ TEST(BlockWalk, FilesCutInsideAnyBlockAreWalkedAsAPlainWalkWalksThem) {
     }
 }
 
+TEST(BlockWalk, TinyFirstBlocksOfAHugeSectionAreSplitAndWalkedToTheEnd) {
+    // Sixteen blocks of one byte, then the rest of a section that claims 2 GB: the side walks
+    // are told of a thousand million blocks left, and the walk still stops where the file
+    // ends, as the plain walk does.
+    EclWriter writer(true);
+    writer.header("BYTES", 0x7ff00000, "C001");
+    for (int b = 0; b < 16; ++b) writer.text_block("x");
+    for (int b = 0; b < 300; ++b) writer.text_block(std::string(std::size_t(1 + b % 7), 'y'));
+    const TBlockWalkCounts before = BlockWalkCounts();
+    const TWalkResult got = jump(writer.bytes(), 24, 0x7ff00000, true);
+    expect_same(got, reference_walk(writer.bytes(), 24, 0x7ff00000, true), "tiny blocks");
+    EXPECT_FALSE(got.ok);
+    EXPECT_EQ(since(before).splits, 1);
+}
+
 TEST(BlockWalk, UnspoiltRandomSectionsAgreeWithThePlainWalk) {
     std::mt19937 random(99);
     for (int round = 0; round < 40; ++round) {
