@@ -16,6 +16,8 @@ constexpr std::int64_t prefetch_blocks = 16;
 // Sections up to this many bytes are passed over through the stream's buffer.
 constexpr std::int32_t small_section_bytes = 64 * 1024;
 
+// The most bytes that one split spreads its walks over.
+constexpr std::int64_t split_reach = std::int64_t(8) << 20;
 // Blocks walked before a long section is split among several walks.
 constexpr std::int64_t split_after = 16;
 // The walks beside the first one, each on a lane of its own (the first walk reads on lane 0).
@@ -183,12 +185,23 @@ std::size_t reserved_lengths(double p_blocks) {
 template <bool Swap>
 [[gnu::noinline]] bool start_side_walks(stream::FileStream& p_stream, std::int64_t p_position,
                                         std::int64_t p_left, const TWalkedBlocks& p_walked,
-                                        TSideWalk (&p_sides)[side_walks]) {
+                                        TSideWalk (&p_sides)[side_walks], std::int64_t& p_limit) {
     const double mean = p_walked.sum / double(p_walked.count);
     if (!(mean > 0)) return false;
     const double blocks = double(p_left) / mean;
-    const double per_walk = blocks / (side_walks + 1);
+    // A split reaches no further than split_reach bytes: the walks then keep to a stretch of
+    // the file that few windows hold, and a long section is split again and again.
+    const double framed_left = double(p_left) + 8 * blocks;
+    const double reach = std::min(framed_left, double(split_reach));
+    const double per_walk = blocks * (reach / framed_left) / (side_walks + 1);
     if (per_walk < fewest_blocks_per_walk) return false;
+    // Windows that the walks have left behind go, so that only the stretch around them stays
+    // mapped.
+    p_stream.drop_windows_behind(p_position);
+    // The last side walk stops at the end of the reach; on the last split of a section, a
+    // little past where the section may end, for its block count is not known closer.
+    p_limit = p_position + 64 +
+              (reach < framed_left ? std::int64_t(reach) : p_left + std::int64_t(12 * blocks));
     if (p_walked.even) {
         // Blocks of one length: the starts further on are where that length puts them. A
         // guess that a change of length proves wrong only loses its side walk.
@@ -203,7 +216,7 @@ template <bool Swap>
         }
         return true;
     }
-    const double stretch = (double(p_left) + 8 * blocks) / (side_walks + 1);
+    const double stretch = reach / (side_walks + 1);
     const std::int64_t longest = 2 * std::int64_t(p_walked.longest) + 64;
     const std::int32_t longest_length =
         static_cast<std::int32_t>(std::min<std::int64_t>(longest, INT32_MAX));
@@ -313,6 +326,7 @@ template <bool Swap>
     TWalkedBlocks walked;
     TSideWalk sides[side_walks];
     bool split = false;
+    bool may_split = true;       // false once a split was refused: too little is left
     int next_side = side_walks;  // the next side walk that the first walk may land on
     std::int64_t limit = 0;      // where the last side walk stops
     bool lagging = false;        // the stream stands behind the position
@@ -366,16 +380,15 @@ template <bool Swap>
                 next_side = next_alive(sides, next_side);
             }
             if (p_done < p_total) step_side_walks<Swap>(p_stream, sides, size, limit, guess);
-        } else if (walked.count == split_after) {
-            const std::int64_t left = p_total - p_done;
-            split = start_side_walks<Swap>(p_stream, position, left, walked, sides);
+            // All side walks taken over or dropped: the section is split again further on.
+            if (next_side == side_walks) split = false;
+        } else if (walked.count >= split_after && may_split && p_done < p_total) {
+            split =
+                start_side_walks<Swap>(p_stream, position, p_total - p_done, walked, sides, limit);
+            may_split = split;
             if (split) {
                 guess = walked.even;
                 next_side = next_alive(sides, -1);
-                const double blocks = double(left) / (walked.sum / double(walked.count));
-                // The section ends about left + 8 blocks bytes on; its block count is not known
-                // closer than that.
-                limit = position + left + std::int64_t(8 * blocks * 1.5) + 64;
                 ++counts.splits;
             }
         }

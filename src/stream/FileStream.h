@@ -68,6 +68,13 @@ class FileStream {
         }
         return peek_mapped(p_lane, p_out, p_size, p_position);
     }
+    // Gives back the walks' windows that end at or before p_position: a walk going on forward
+    // needs them no more, and their pages need not stay mapped beside the ones ahead.
+    void drop_windows_behind(std::int64_t p_position) {
+        for (MappedWindow& window : m_lanes) {
+            if (window.mapped() && window.end() <= p_position) window.unmap();
+        }
+    }
     // Makes sure that a window holds p_position, mapping the window of p_lane when none does;
     // false at or past the end of the file, or when the file cannot be mapped.
     bool hold(int p_lane, std::int64_t p_position);

@@ -64,6 +64,9 @@ class MappedWindow {
     }
     // Gives the mapping back.
     void unmap();
+    // Whether a window is mapped, and the file offset where it ends.
+    bool mapped() const { return m_data != nullptr; }
+    std::int64_t end() const { return m_offset + static_cast<std::int64_t>(m_length); }
 
     static constexpr std::size_t window_bytes = std::size_t(32) << 20;
 

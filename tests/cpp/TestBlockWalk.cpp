@@ -164,6 +164,35 @@ TEST(BlockWalk, LongSectionsOfRandomBlocksAreSplitAmongWalks) {
     EXPECT_GT(counts.blocks_taken, 6 * 200);
 }
 
+TEST(BlockWalk, SectionsLongerThanOneSplitAreSplitAgainAndAgain) {
+    // About 20 MB of blocks of random sizes, then of even ones: each split spreads its walks over
+    // no more than 8 MiB, and the walk splits again until the section is crossed.
+    std::mt19937 random(31);
+    for (bool even : {false, true}) {
+        EclWriter writer(true);
+        std::int64_t data;
+        std::int32_t total;
+        if (even) {
+            writer.header("EVEN", 5000 * 1000, "REAL");
+            data = static_cast<std::int64_t>(writer.size());
+            total = 4 * 5000 * 1000;
+            for (int b = 0; b < 5000; ++b) writer.block(std::vector<float>(1000, 0.5f));
+        } else {
+            random_section(writer, random, "UNEVEN", 5000000, 2000, 1000000, data, total);
+        }
+        const auto end = static_cast<std::int64_t>(writer.size());
+        writer.header("NEXT", 1, "INTE").block(std::vector<std::int32_t>{1});
+        const TBlockWalkCounts before = BlockWalkCounts();
+        const TWalkResult got = jump(writer.bytes(), data, total, true);
+        expect_same(got, reference_walk(writer.bytes(), data, total, true), "long section");
+        EXPECT_TRUE(got.ok);
+        EXPECT_EQ(got.end, end);
+        const TBlockWalkCounts counts = since(before);
+        EXPECT_GE(counts.splits, 3);
+        EXPECT_GE(counts.walks_taken, 3 * side_walks - 1);
+    }
+}
+
 TEST(BlockWalk, SectionsOfEvenBlocksAreSplitWhereTheirLengthPutsTheBlocks) {
     EclWriter writer(true);
     writer.header("EVEN", 300000, "REAL");
@@ -219,7 +248,7 @@ TEST(BlockWalk, ItemsThatLookLikeBlocksLeadNowhereWrong) {
             expect_same(got, reference_walk(writer.bytes(), data, total, big), what);
             EXPECT_TRUE(got.ok) << what;
             EXPECT_EQ(got.end, next) << what;
-            EXPECT_EQ(since(before).splits, 1) << what;
+            EXPECT_GE(since(before).splits, 1) << what;
         }
     }
 }
@@ -356,7 +385,7 @@ TEST(BlockWalk, TinyFirstBlocksOfAHugeSectionAreSplitAndWalkedToTheEnd) {
     const TWalkResult got = jump(writer.bytes(), 24, 0x7ff00000, true);
     expect_same(got, reference_walk(writer.bytes(), 24, 0x7ff00000, true), "tiny blocks");
     EXPECT_FALSE(got.ok);
-    EXPECT_EQ(since(before).splits, 1);
+    EXPECT_GE(since(before).splits, 1);
 }
 
 TEST(BlockWalk, UnspoiltRandomSectionsAgreeWithThePlainWalk) {
