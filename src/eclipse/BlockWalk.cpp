@@ -102,15 +102,15 @@ class BlockStartLook {
   public:
     // Looks through the p_span bytes from p_target on, in a window that holds them (none: no
     // look).
-    void begin(const stream::FileStream& p_stream, std::int64_t p_target, std::int64_t p_span,
-               std::int32_t p_longest, std::size_t p_step) {
+    void begin(const stream::FileStream& p_stream, int p_lane, std::int64_t p_target,
+               std::int64_t p_span, std::int32_t p_longest, std::size_t p_step) {
         m_target = p_target;
         m_longest = p_longest;
         m_step = p_step;
         m_at = 0;
         m_found = -1;
         m_avail = 0;
-        m_view = p_stream.held(p_target, m_avail);
+        m_view = p_stream.held(p_lane, p_target, m_avail);
         m_avail = std::min(m_avail, static_cast<std::size_t>(p_span));
         m_going = m_view != nullptr && fits(0);
         if (!m_going) return;
@@ -234,7 +234,7 @@ template <bool Swap>
     // Only then are the views taken, when no window moves any more.
     BlockStartLook<Swap> looks[side_walks];
     for (int k = 0; k < side_walks; ++k) {
-        looks[k].begin(p_stream, targets[k], span, longest_length, step);
+        looks[k].begin(p_stream, k + 1, targets[k], span, longest_length, step);
     }
     for (bool going = true; going;) {
         going = false;

@@ -88,20 +88,19 @@ std::size_t FileStream::read_sparse(void* p_out, std::size_t p_size) {
 std::size_t FileStream::peek_mapped(int p_lane, void* p_out, std::size_t p_size,
                                     std::int64_t p_position) {
     if (p_position < 0) return 0;
-    for (int window = 0; window < sparse_lanes; ++window) {
-        if (const char* data = m_lanes[window].inside(p_position, p_size)) {
-            m_served[p_lane] = window;
-            std::memcpy(p_out, data, p_size);
-            return p_size;
-        }
+    const MappedWindow* window = holder(p_lane, p_position);
+    if (const char* data = window != nullptr ? window->inside(p_position, p_size) : nullptr) {
+        m_served[p_lane] = static_cast<int>(window - m_lanes);
+        std::memcpy(p_out, data, p_size);
+        return p_size;
     }
     m_served[p_lane] = p_lane;
     return m_lanes[p_lane].read_at(*m_file, p_out, p_size, p_position);
 }
 
 bool FileStream::hold(int p_lane, std::int64_t p_position) {
-    std::size_t avail = 0;
-    if (held(p_position, avail) != nullptr) return true;
+    if (holder(p_lane, p_position) != nullptr) return true;
+    std::size_t avail;
     return p_position >= 0 && m_lanes[p_lane].view(*m_file, p_position, avail) != nullptr;
 }
 

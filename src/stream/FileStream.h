@@ -81,19 +81,13 @@ class FileStream {
     // The bytes from p_position on in a window that holds them, and in p_avail how many the
     // window holds there; nullptr when none does. Maps nothing: valid until a lane maps another
     // window in place of the one that holds them.
-    const char* held(std::int64_t p_position, std::size_t& p_avail) const {
-        for (const MappedWindow& window : m_lanes) {
-            if (const char* data = window.holding(p_position, p_avail)) return data;
-        }
-        return nullptr;
+    const char* held(int p_lane, std::int64_t p_position, std::size_t& p_avail) const {
+        const MappedWindow* window = holder(p_lane, p_position);
+        return window != nullptr ? window->holding(p_position, p_avail) : nullptr;
     }
     // A hint that a lane will soon read at p_position.
     void prefetch_ahead(int p_lane, std::int64_t p_position) const {
-        if (m_lanes[p_lane].inside(p_position, 1) != nullptr) {
-            m_lanes[p_lane].prefetch(p_position);
-            return;
-        }
-        for (const MappedWindow& window : m_lanes) window.prefetch(p_position);
+        if (const MappedWindow* window = holder(p_lane, p_position)) window->prefetch(p_position);
     }
 
     // Bytes of the file behind the position; 0 at or past the end.
@@ -104,6 +98,17 @@ class FileStream {
     const std::shared_ptr<SharedFile>& file() const { return m_file; }
 
   private:
+    // The window that holds p_position, the one that served p_lane last asked first; nullptr
+    // when none does.
+    const MappedWindow* holder(int p_lane, std::int64_t p_position) const {
+        std::size_t avail;
+        const MappedWindow& served = m_lanes[m_served[p_lane]];
+        if (served.holding(p_position, avail) != nullptr) return &served;
+        for (const MappedWindow& window : m_lanes) {
+            if (window.holding(p_position, avail) != nullptr) return &window;
+        }
+        return nullptr;
+    }
     void refill(std::size_t p_min);
     bool view_mapped(std::size_t p_min);
     void jump(std::int64_t p_position);

@@ -34,12 +34,9 @@ void MappedWindow::unmap() {
 
 const char* MappedWindow::view(const SharedFile& p_file, std::int64_t p_offset,
                                std::size_t& p_avail) {
-    const bool inside =
-        m_data != nullptr && p_offset >= m_offset && p_offset < m_offset + std::int64_t(m_length);
-    if (!inside && !map(p_file, p_offset)) return nullptr;
-    const auto skip = static_cast<std::size_t>(p_offset - m_offset);
-    p_avail = m_length - skip;
-    return m_data + skip;
+    if (const char* data = holding(p_offset, p_avail)) return data;
+    if (!map(p_file, p_offset)) return nullptr;
+    return holding(p_offset, p_avail);
 }
 
 std::size_t MappedWindow::read_at(const SharedFile& p_file, void* p_out, std::size_t p_size,
@@ -48,15 +45,12 @@ std::size_t MappedWindow::read_at(const SharedFile& p_file, void* p_out, std::si
     std::size_t done = 0;
     while (done < p_size) {
         const std::int64_t at = p_offset + static_cast<std::int64_t>(done);
-        const bool inside =
-            m_data != nullptr && at >= m_offset && at < m_offset + std::int64_t(m_length);
-        if (!inside && !map(p_file, at)) {
-            // Past the end, or a file that cannot be mapped: the file answers directly.
-            return done + p_file.read_at(out + done, p_size - done, at);
-        }
-        const auto skip = static_cast<std::size_t>(at - m_offset);
-        const std::size_t n = std::min(p_size - done, m_length - skip);
-        std::memcpy(out + done, m_data + skip, n);
+        std::size_t avail;
+        const char* data = view(p_file, at, avail);
+        // Past the end, or a file that cannot be mapped: the file answers directly.
+        if (data == nullptr) return done + p_file.read_at(out + done, p_size - done, at);
+        const std::size_t n = std::min(p_size - done, avail);
+        std::memcpy(out + done, data, n);
         done += n;
     }
     return done;

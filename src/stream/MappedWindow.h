@@ -37,14 +37,6 @@ class MappedWindow {
     // (mapping the window that holds p_offset); nullptr when the offset lies at or past the end
     // of the file or the file cannot be mapped. Valid until the window moves or is given back.
     const char* view(const SharedFile& p_file, std::int64_t p_offset, std::size_t& p_avail);
-    // The p_size bytes at p_offset when the present window holds them all, else nullptr; maps
-    // nothing, so that a caller can take the common case inline and fall back to read_at.
-    const char* inside(std::int64_t p_offset, std::size_t p_size) const {
-        if (m_data == nullptr || p_offset < m_offset) return nullptr;
-        const auto skip = static_cast<std::uint64_t>(p_offset - m_offset);
-        if (skip > m_length || m_length - skip < p_size) return nullptr;
-        return m_data + skip;
-    }
     // The bytes at p_offset when the present window holds that offset, and in p_avail how many
     // follow them in the window; nullptr otherwise. Maps nothing.
     const char* holding(std::int64_t p_offset, std::size_t& p_avail) const {
@@ -54,13 +46,18 @@ class MappedWindow {
         p_avail = m_length - skip;
         return m_data + skip;
     }
+    // The p_size bytes at p_offset when the present window holds them all, else nullptr; maps
+    // nothing, so that a caller can take the common case inline and fall back to read_at.
+    const char* inside(std::int64_t p_offset, std::size_t p_size) const {
+        std::size_t avail;
+        const char* data = holding(p_offset, avail);
+        return data != nullptr && avail >= p_size ? data : nullptr;
+    }
     // Asks the processor to fetch the byte at p_offset ahead of a read there, when the present
     // window holds it; a hint only, which costs no fault and no system call.
     void prefetch(std::int64_t p_offset) const {
-        if (m_data != nullptr && p_offset >= m_offset &&
-            p_offset < m_offset + static_cast<std::int64_t>(m_length)) {
-            fetch_ahead(m_data + (p_offset - m_offset));
-        }
+        std::size_t avail;
+        if (const char* data = holding(p_offset, avail)) fetch_ahead(data);
     }
     // Gives the mapping back.
     void unmap();
