@@ -266,21 +266,26 @@ inline void guess_ahead(stream::FileStream& p_stream, int p_lane, std::int64_t p
     p_stream.prefetch_ahead(p_lane, p_position + prefetch_blocks * (std::int64_t(p_length) + 8));
 }
 
+// Reads through p_lane the length word of the block at p_position into p_length; true when the
+// block is one that the first walk steps over whole: a non-negative length, and a trailing word
+// inside the file of p_size bytes. Anywhere else the first walk stops.
+template <bool Swap>
+bool whole_block(stream::FileStream& p_stream, int p_lane, std::int64_t p_position,
+                 std::int64_t p_size, std::int32_t& p_length) {
+    return stream::peek_word<Swap>(p_stream, p_lane, p_position, p_length) && p_length >= 0 &&
+           p_length <= p_size - p_position - 8;
+}
+
 // One step of a side walk on p_lane over the block at its position, as the first walk would
 // take it; false where the first walk would stop.
 template <bool Swap>
 bool side_step(stream::FileStream& p_stream, int p_lane, TSideWalk& p_side, std::int64_t p_size,
                bool p_guess) {
     std::int32_t length;
-    if (!stream::peek_word<Swap>(p_stream, p_lane, p_side.position, length) || length < 0) {
-        return false;
-    }
+    if (!whole_block<Swap>(p_stream, p_lane, p_side.position, p_size, length)) return false;
     if (p_guess) guess_ahead(p_stream, p_lane, p_side.position, length);
-    // The trailing word must lie inside the file, or the first walk stops at this block.
-    const std::int64_t next = p_side.position + 8 + std::int64_t(length);
-    if (next > p_size) return false;
     p_side.lengths.push_back(length);
-    p_side.position = next;
+    p_side.position += 8 + std::int64_t(length);
     return true;
 }
 
@@ -335,8 +340,7 @@ template <bool Swap>
     bool guess = true;
     while (p_total >= 1 && p_done < p_total) {
         std::int32_t length, trailing;
-        if (split && stream::peek_word<Swap>(p_stream, 0, position, length) && length >= 0 &&
-            length <= size - position - 8) {
+        if (split && whole_block<Swap>(p_stream, 0, position, size, length)) {
             // In a split section the first walk steps as the side walks do, through the lanes,
             // leaving the stream where it stands until the walk is over; anything but a whole
             // block inside the file goes to the steps below, which judge it as ever.
