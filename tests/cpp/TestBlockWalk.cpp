@@ -97,6 +97,14 @@ void expect_same(const TWalkResult& p_got, const TWalkResult& p_want, const std:
     EXPECT_EQ(p_got.complaint, p_want.complaint) << p_what;
 }
 
+// JumpBlocks on p_bytes, checked against the plain walk; its result, for further checks.
+TWalkResult walk_as_plain(const std::string& p_bytes, std::int64_t p_position, std::int32_t p_total,
+                          bool p_big, const std::string& p_what) {
+    const TWalkResult got = jump(p_bytes, p_position, p_total, p_big);
+    expect_same(got, reference_walk(p_bytes, p_position, p_total, p_big), p_what);
+    return got;
+}
+
 TBlockWalkCounts since(const TBlockWalkCounts& p_before) {
     const TBlockWalkCounts& now = BlockWalkCounts();
     return TBlockWalkCounts{now.splits - p_before.splits, now.walks_taken - p_before.walks_taken,
@@ -183,8 +191,7 @@ TEST(BlockWalk, SectionsLongerThanOneSplitAreSplitAgainAndAgain) {
         const auto end = static_cast<std::int64_t>(writer.size());
         writer.header("NEXT", 1, "INTE").block(std::vector<std::int32_t>{1});
         const TBlockWalkCounts before = BlockWalkCounts();
-        const TWalkResult got = jump(writer.bytes(), data, total, true);
-        expect_same(got, reference_walk(writer.bytes(), data, total, true), "long section");
+        const TWalkResult got = walk_as_plain(writer.bytes(), data, total, true, "long section");
         EXPECT_TRUE(got.ok);
         EXPECT_EQ(got.end, end);
         const TBlockWalkCounts counts = since(before);
@@ -220,8 +227,7 @@ TEST(BlockWalk, BlocksThatChangeLengthLeaveTheGuessedStartsBehind) {
         writer.header("NEXT", 1, "INTE").block(std::vector<std::int32_t>{1});
         const TBlockWalkCounts before = BlockWalkCounts();
         const std::int32_t total = 4 * (40 * 1000 + 400 * 999);
-        const TWalkResult got = jump(writer.bytes(), 24, total, big);
-        expect_same(got, reference_walk(writer.bytes(), 24, total, big), "changed length");
+        const TWalkResult got = walk_as_plain(writer.bytes(), 24, total, big, "changed length");
         EXPECT_TRUE(got.ok);
         EXPECT_EQ(got.end, end);
         const TBlockWalkCounts counts = since(before);
@@ -243,9 +249,8 @@ TEST(BlockWalk, ItemsThatLookLikeBlocksLeadNowhereWrong) {
             const auto next = static_cast<std::int64_t>(writer.size());
             random_section(writer, random, "MORE", 50000, 300, value, next_data, next_total);
             const TBlockWalkCounts before = BlockWalkCounts();
-            const TWalkResult got = jump(writer.bytes(), data, total, big);
             const std::string what = "items of " + std::to_string(value);
-            expect_same(got, reference_walk(writer.bytes(), data, total, big), what);
+            const TWalkResult got = walk_as_plain(writer.bytes(), data, total, big, what);
             EXPECT_TRUE(got.ok) << what;
             EXPECT_EQ(got.end, next) << what;
             EXPECT_GE(since(before).splits, 1) << what;
@@ -266,8 +271,7 @@ TEST(BlockWalk, EmptyBlocksBehindTheSectionAreLeftWhereTheyAre) {
     for (int k = 0; k < 40; ++k) writer.block(std::vector<std::int32_t>{});
     writer.header("B", 1, "INTE").block(std::vector<std::int32_t>{9});
     const TBlockWalkCounts before = BlockWalkCounts();
-    const TWalkResult got = jump(writer.bytes(), data, total, true);
-    expect_same(got, reference_walk(writer.bytes(), data, total, true), "empty blocks");
+    const TWalkResult got = walk_as_plain(writer.bytes(), data, total, true, "empty blocks");
     EXPECT_TRUE(got.ok);
     EXPECT_EQ(got.end, end);
     EXPECT_EQ(since(before).walks_taken, side_walks);
@@ -288,8 +292,7 @@ TEST(BlockWalk, TrailingWordsAreNotJudgedByTheWalk) {
     const std::int64_t late = starts[starts.size() - 20];
     put_word(bytes, late + word_at(bytes, late, false) + 4, 12345, false);
     const TBlockWalkCounts before = BlockWalkCounts();
-    const TWalkResult got = jump(bytes, data, total, false);
-    expect_same(got, reference_walk(bytes, data, total, false), "bad trailing word");
+    const TWalkResult got = walk_as_plain(bytes, data, total, false, "bad trailing word");
     EXPECT_TRUE(got.ok);
     EXPECT_EQ(got.end, end);
     EXPECT_EQ(since(before).walks_taken, side_walks);
@@ -337,9 +340,7 @@ TEST(BlockWalk, SpoiltFilesAreWalkedAsAPlainWalkWalksThem) {
             default:
                 break;
         }
-        const TWalkResult got = jump(bytes, data, claimed, big);
-        expect_same(got, reference_walk(bytes, data, claimed, big),
-                    "round " + std::to_string(round));
+        walk_as_plain(bytes, data, claimed, big, "round " + std::to_string(round));
         if (HasFailure()) break;
     }
     // Side walks were taken over in many rounds, and passed over or dropped in many others.
@@ -366,8 +367,8 @@ TEST(BlockWalk, FilesCutInsideAnyBlockAreWalkedAsAPlainWalkWalksThem) {
         for (const std::int64_t cut : {block + 2, block + 4 + length / 2, block + 4 + length,
                                        block + 6 + length, block + 7 + length}) {
             const std::string bytes = writer.bytes().substr(0, std::size_t(cut));
-            expect_same(jump(bytes, data, total, true), reference_walk(bytes, data, total, true),
-                        "block " + std::to_string(b) + " cut at " + std::to_string(cut));
+            walk_as_plain(bytes, data, total, true,
+                          "block " + std::to_string(b) + " cut at " + std::to_string(cut));
         }
         if (HasFailure()) break;
     }
@@ -382,8 +383,7 @@ TEST(BlockWalk, TinyFirstBlocksOfAHugeSectionAreSplitAndWalkedToTheEnd) {
     for (int b = 0; b < 16; ++b) writer.text_block("x");
     for (int b = 0; b < 300; ++b) writer.text_block(std::string(std::size_t(1 + b % 7), 'y'));
     const TBlockWalkCounts before = BlockWalkCounts();
-    const TWalkResult got = jump(writer.bytes(), 24, 0x7ff00000, true);
-    expect_same(got, reference_walk(writer.bytes(), 24, 0x7ff00000, true), "tiny blocks");
+    const TWalkResult got = walk_as_plain(writer.bytes(), 24, 0x7ff00000, true, "tiny blocks");
     EXPECT_FALSE(got.ok);
     EXPECT_GE(since(before).splits, 1);
 }
@@ -400,8 +400,6 @@ TEST(BlockWalk, UnspoiltRandomSectionsAgreeWithThePlainWalk) {
         if (round % 3 != 0) {
             random_section(writer, random, "B", 5000, 300, 1, next_data, next_total);
         }
-        expect_same(jump(writer.bytes(), data, total, big),
-                    reference_walk(writer.bytes(), data, total, big),
-                    "round " + std::to_string(round));
+        walk_as_plain(writer.bytes(), data, total, big, "round " + std::to_string(round));
     }
 }
