@@ -27,7 +27,11 @@ class Grid:
 
     ``name``; ``dimensions`` (ni, nj, nk); ``dual`` (0 single porosity, 1 dual porosity,
     2 dual permeability); ``actnum`` (int32, shape (ni, nj, nk') with element [i, j, k], where
-    nk' is the number of layers the file stores for the grid); ``parent`` and ``host_cells``
+    nk' is the number of layers the file stores for the grid). For a GRID file opened with
+    ``dual`` 1 or 2, ``dimensions`` gives one half of the model: its nk is half the layers of
+    ``DIMENS`` (or ``LGRILG``), while ``actnum`` and ``host_cells`` hold both halves, nk' = 2 nk
+    layers, the matrix half in layers [0, nk) and the fracture half in [nk, 2 nk). Otherwise
+    nk' = nk. ``parent`` and ``host_cells``
     (local grids, where the file gives them; ``host_cells`` holds the file's 1-based host cell
     numbers in the shape of ``actnum``); ``local_grids`` (on the main grid: every local grid of
     the file by name, in file order); ``nnc`` (the NNC classes of the scan and the NNC1, NNC2,
