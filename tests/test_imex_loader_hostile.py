@@ -9,23 +9,11 @@ import pytest
 import kelvara
 from kelvara import imex
 
-from imexmodel import Model, Rec
-from imexwriter import block
-from loaderfixtures import open_loader, small_model
+from imexmodel import Model
+from loaderfixtures import open_loader, small_model, write_blocks
 from test_imex_loader_abort import assert_aborted, run_child, write_model, LOADER
 
 INT_MIN = -2 ** 31
-
-
-def write_blocks(path, blocks):
-    """Record blocks [(name, type, values)] behind 16 bytes, and the host's table of them."""
-    data = bytearray(b"\0" * 16)
-    table = {}
-    for name, type_, values in blocks:
-        table[name] = Rec(len(data))
-        data += block("record", type_, np.asarray(values))
-    path.write_bytes(bytes(data))
-    return table
 
 
 def load_blocks(tmp_path, dims, icstps=(1,), ipstcs=(1,), icstcg=(0,)):
