@@ -4,7 +4,8 @@ import numpy as np
 
 from kelvara import imex
 
-from imexmodel import Model
+from imexmodel import Model, Rec
+from imexwriter import block
 
 FORMS = ["bare", "record", "marked"]
 
@@ -19,6 +20,17 @@ def open_loader(tmp_path, model, form="record", results=(), skip=(), name="model
     f = open(path, "rb")
     section = imex.Section(f, 0, form == "bare")
     return imex.Loader(section, table), f, table, positions
+
+
+def write_blocks(path, blocks):
+    """Record blocks [(name, type, values)] behind 16 bytes; the host's table of them."""
+    data = bytearray(b"\0" * 16)
+    table = {}
+    for name, type_, values in blocks:
+        table[name] = Rec(len(data))
+        data += block("record", type_, np.asarray(values))
+    path.write_bytes(bytes(data))
+    return table
 
 
 def small_model(blocksize=True):

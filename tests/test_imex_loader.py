@@ -126,16 +126,28 @@ def test_grid_without_active_cells_is_passed_over(tmp_path):
         assert not loader.FeedPackedGridFunction(1, 0, "x", kelvara.Array1DBuilderDouble())
 
 
-def test_first_grid_without_active_cells_drops_one_packed_cell(tmp_path):
-    # The file's fault: the first packed cell has no room in grid 1 and is dropped; the walk
-    # then goes on in grid 2 as usual.
+@pytest.mark.parametrize("dims", [[(2, 1, 1), (2, 1, 1)], [(0, 1, 1), (2, 1, 1)]])
+def test_first_grid_without_active_cells_is_refused(tmp_path, dims):
+    # Grid 1 has no active cell (or no cell at all): the packing walk would have no room for the
+    # first packed cell, and grid 2's packed map would come out shifted.
+    cells = sum(a * b * c for a, b, c in dims)
+    icstps = np.zeros(cells, np.int32)
+    icstps[-2:] = 1
+    model = Model(dims, icstps, np.array([cells, cells - 1], np.int32), np.zeros(cells, np.int32))
+    with pytest.raises(RuntimeError, match="^IMEX grid 1 has no active cell while it comes "
+                                           "first"):
+        open_loader(tmp_path, model)
+
+
+def test_first_grid_whose_activity_never_completes_is_not_refused(tmp_path):
+    # A short ICSTPS block: grid 1 has no selection yet, nor has any grid after it, so nothing
+    # can be shifted and the loader is made, partly filled.
     dims = [(2, 1, 1), (2, 1, 1)]
-    model = Model(dims, np.array([0, 0, 1, 1], np.int32), np.array([9, 4, 3], np.int32),
-                  np.zeros(4, np.int32))
+    model = Model(dims, np.array([1], np.int32), np.array([1], np.int32), np.zeros(4, np.int32))
     loader, f, _, _ = open_loader(tmp_path, model)
     with f:
-        assert loader.GridInfo(0).activeCount == 0
-        assert list(loader.GridInfo(1).packedToHandle) == [1, 0]
+        assert loader.GridInfo(0).selection is None
+        assert loader.GridInfo(1).packedToHandle is None
 
 
 def test_negative_activity_is_inactive(tmp_path):

@@ -10,8 +10,8 @@ import kelvara
 from kelvara import Array1DBuilderDouble, Array3DBuilderDouble, imex
 
 from imexmodel import Model, Rec
-from imexwriter import block, record
-from loaderfixtures import open_loader, small_model
+from imexwriter import record
+from loaderfixtures import open_loader, small_model, write_blocks
 
 
 def test_short_activity_block_leaves_later_grids_without_selection(tmp_path):
@@ -97,16 +97,6 @@ def test_named_block_past_the_end_of_the_file(tmp_path):
         assert loader.FeedGridArray("BLOCKPVOL", 0, out)
         np.testing.assert_array_equal(out.to_numpy().ravel(order="F"),
                                       model.blocksize.ravel()[:24])
-
-
-def write_blocks(path, blocks):
-    data = bytearray(b"\0" * 16)
-    table = {}
-    for name, type_, values in blocks:
-        table[name] = Rec(len(data))
-        data += block("record", type_, np.asarray(values))
-    path.write_bytes(bytes(data))
-    return table
 
 
 @pytest.mark.parametrize("dims", [[(-1, 2, 2)], [(70000, 1, 1)], [(2, 2, 2), (60000, 60000, 1)]])

@@ -123,6 +123,21 @@ def test_plain_dual_grid_halves_the_layers(write_ecl):
     assert grid.nnc["DpDkNNCSize"] == 1
 
 
+@pytest.mark.parametrize("dual", [1, 2])
+def test_plain_dual_grid_dimensions_give_one_half_and_actnum_both(write_ecl, dual):
+    # DIMENS 2 x 1 x 4: two layers a half; the matrix half first, the fracture half behind it.
+    g = GridFile().dimens(2, 1, 4)
+    for k in range(1, 5):
+        for i in range(1, 3):
+            g.cell((i, 1, k, i + 2 * (k - 1), int(k > 2 and i == 2), 0, 0))
+    grid = kelvara.open_grid(write_ecl(g, "HALVES.GRID"), dual=dual)
+    assert grid.dimensions == (2, 1, 2)
+    assert grid.actnum.shape == (2, 1, 4)
+    ni, nj, nk = grid.dimensions
+    assert not grid.actnum[:, :, :nk].any()  # matrix half
+    assert grid.actnum[:, :, nk:].tolist() == [[[0, 0]], [[1, 1]]]  # fracture half
+
+
 @pytest.mark.parametrize("build, match", [
     (lambda: GridFile().add("INTEHEAD", "INTE", [1, 2]), "not a grid file"),
     (lambda: GridFile().filehead().add("ZLONG", "C012", ["LONGER NAME"]), "type C012"),

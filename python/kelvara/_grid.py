@@ -27,7 +27,11 @@ class Grid:
 
     ``name``; ``dimensions`` (ni, nj, nk); ``dual`` (0 single porosity, 1 dual porosity,
     2 dual permeability); ``actnum`` (int32, shape (ni, nj, nk') with element [i, j, k], where
-    nk' is the number of layers the file stores for the grid); ``parent`` and ``host_cells``
+    nk' is the number of layers the file stores for the grid). For a GRID file opened with
+    ``dual`` 1 or 2, ``dimensions`` gives one half of the model: its nk is half the layers of
+    ``DIMENS`` (or ``LGRILG``), while ``actnum`` and ``host_cells`` hold both halves, nk' = 2 nk
+    layers, the matrix half in layers [0, nk) and the fracture half in [nk, 2 nk). Otherwise
+    nk' = nk. ``parent`` and ``host_cells``
     (local grids, where the file gives them; ``host_cells`` holds the file's 1-based host cell
     numbers in the shape of ``actnum``); ``local_grids`` (on the main grid: every local grid of
     the file by name, in file order); ``nnc`` (the NNC classes of the scan and the NNC1, NNC2,
@@ -208,6 +212,21 @@ def _shaped(f: EclipseFile, k: Keyword, dims: Tuple[int, ...]) -> np.ndarray:
     return values.astype(np.int32, copy=False).reshape(dims, order="F")
 
 
+def _checked_extents(f: EclipseFile, k: Keyword, extents: Tuple[int, int, int]) -> None:
+    """Refuses, as FormatError at the grid's header section k, an extent below 0 and a grid of
+    more cells than the file could hold an item of 4 bytes for: arrays of the grid's cells are
+    made from the extents alone, and no array is made larger than the file could fill."""
+    ni, nj, nk = extents
+    shown = f"{ni} x {nj} x {nk}"
+    if min(extents) < 0:
+        raise FormatError(f.path, f"a grid of {shown} cells, an extent below 0", k.position,
+                          k.name, k.position)
+    size = f._source.size
+    if ni * nj * nk > size // 4:
+        raise FormatError(f.path, f"a grid of {shown} cells, more than a file of {size} bytes "
+                          f"can hold", k.position, k.name, k.position)
+
+
 def _keyword_at(f: EclipseFile, position: int) -> Keyword:
     index = int(np.searchsorted(f._positions, position))
     return f.keywords[index]
@@ -235,8 +254,10 @@ def _extended_grids(f: EclipseFile, scan: dict, dual: int) -> Grid:
         entry = scan["__grids__"].get(name)
         if entry is None or "GRIDHEAD" not in entry:
             continue
-        head = _integers(_keyword_at(f, entry["GRIDHEAD"].position).read())
+        head_keyword = _keyword_at(f, entry["GRIDHEAD"].position)
+        head = _integers(head_keyword.read())
         dims = (head[1], head[2], head[3])
+        _checked_extents(f, head_keyword, dims)
         if "ACTNUM" in entry:
             actnum = _shaped(f, _keyword_at(f, entry["ACTNUM"].position), dims)
         else:
@@ -272,6 +293,7 @@ def _plain_grids(f: EclipseFile, scan: dict, dual: int) -> Grid:
         head = _keyword_at(f, entry[head_name].position)
         first = 0 if head_name == "DIMENS" else 8
         items = _Checker(f).items(head, first + 3)
+        _checked_extents(f, head, (items[first], items[first + 1], items[first + 2]))
         dims = (items[first], items[first + 1], int(items[first + 2] / divisor))
         stored = (dims[0], dims[1], dims[2] * divisor)
         lo, hi = np.searchsorted(coords, [starts[n], starts[n + 1]])

@@ -154,7 +154,9 @@ void ExposeLoader(py::class_<ImexScope>& p_scope) {
         "reads \"IGNTID\", \"IGNTJD\", \"IGNTKD\", \"ICSTPS\", \"IPSTCS\", \"ICSTCG\" and, if "
         "present, \"BLOCKSIZE\". A missing name raises the mapping's own error (KeyError for a "
         "dict). The loader reads through a copy of section at positions of its own; the file "
-        "must stay open for its whole life.")
+        "must stay open for its whole life. RuntimeError for extents outside 0 to 65535, a grid "
+        "of more cells than the rest of the file could hold from its first \"ICSTPS\" item on, "
+        "a first grid without active cells, and a packed cell outside its grid or inactive.")
         .def(py::init(&MakeLoader), py::arg("section"), py::arg("table"))
         .def("GridCount", &Loader::GridCount, "The number of grids.")
         .def("GridInfo", &Loader::GridInfo, py::arg("grid"),
@@ -196,7 +198,8 @@ void ExposeLoader(py::class_<ImexScope>& p_scope) {
              "The whole per-connection block at position ('i' or 'd') into an "
              "SConnectionArrayFeeder; True when every value arrived.")
         .def("HostCellIJK", &HostCellIJK, py::arg("grid"),
-             "(i, j, k) of the host cell that the grid refines, or None.")
+             "(i, j, k) of the host cell that the grid refines, or None. RuntimeError when the "
+             "host's record has no layer of cells (ni or nj below 1).")
         .def("SetupConnections", &SetupConnections,
              "Reads \"IPSTCS\", \"ICSTGN\", \"ICTPS1\", \"ICTPS2\" once and sorts every "
              "connection into the assembly. A second call does nothing.")

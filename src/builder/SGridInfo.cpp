@@ -4,6 +4,12 @@
 
 namespace kelvara::builder {
 
+std::int64_t SGridInfo::CellCount() const {
+    std::int64_t cells = 0;
+    if (__builtin_mul_overflow(std::int64_t(ni) * nj, std::int64_t(nk), &cells)) return -1;
+    return cells;
+}
+
 void SGridInfo::CreateActiveMask() {
     const ostrel::core::Handle3 shape{{static_cast<unsigned short>(ni),
                                        static_cast<unsigned short>(nj),

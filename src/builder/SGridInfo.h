@@ -37,8 +37,9 @@ struct OSTREL_CORE_API SGridInfo : std::enable_shared_from_this<SGridInfo> {
     std::shared_ptr<ostrel::varnok::ReservoirSelectionTopology> selection;
     std::shared_ptr<std::vector<std::int32_t>> packedToHandle;
 
-    // ni * nj * nk in 32-bit arithmetic.
-    std::int32_t CellCount() const { return ni * nj * nk; }
+    // ni * nj * nk in 64-bit arithmetic, or -1 for extents whose product does not fit in 64
+    // bits (which no grid of a file can have: the loader keeps extents within 16 bits).
+    std::int64_t CellCount() const;
 
     // A new mask of shape (ni, nj, nk), extents cut to 16 bits, all cells 0.
     void CreateActiveMask();

@@ -49,15 +49,16 @@ TConnectionRef& SGridInfoAssembly::AddConnection(std::int32_t p_cell1, std::int3
     std::uint8_t kind;
     std::int32_t index;
     if (p_grid1 == p_grid2) {
-        const std::int32_t ni = info.grid->ni;
-        const std::int32_t nj = info.grid->nj;
-        if (p_cell2 == p_cell1 + ni * nj) {
+        // In 64 bits, where the steps of any 32-bit extents and cells are exact.
+        const std::int64_t ni = info.grid->ni;
+        const std::int64_t step = std::int64_t(p_cell2) - p_cell1;
+        if (step == ni * info.grid->nj) {
             kind = 2;
             index = p_cell1;
-        } else if (p_cell2 == p_cell1 + ni) {
+        } else if (step == ni) {
             kind = 1;
             index = p_cell1;
-        } else if (p_cell2 == p_cell1 + 1) {
+        } else if (step == 1) {
             kind = 0;
             index = p_cell1;
         } else {

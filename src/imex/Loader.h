@@ -80,6 +80,9 @@ class Loader {
     bool ReadNamedInts(const std::string& p_name, std::vector<std::int32_t>& p_vector);
     void GoToNamed(const char* p_name);
     void ReadActivity();
+    // Refuses a model whose first grid has no active cell: the packing walk could not place the
+    // packed cells of the grids after it.
+    void CheckFirstGrid() const;
     void ReadPacking();
     void ReadRefinement();
     void SetActiveRanges();

@@ -27,8 +27,10 @@ bool Loader::BeginNamedFeed(const std::string& p_name) {
 template <class Kind, class Sink>
 bool Loader::FeedCells(int p_grid, std::int32_t p_per_cell, Sink& p_sink) {
     const builder::SGridInfo& grid = m_assembly->GridAt(p_grid);
-    return FeedRangeTo<Kind>(m_section, p_sink, grid.cellBegin * p_per_cell,
-                             (grid.cellEnd - grid.cellBegin) * p_per_cell);
+    // In 64 bits: a grid behind 2^31 / p_per_cell cells has its range there, not wrapped.
+    const std::int64_t per_cell = p_per_cell;
+    return FeedRangeTo<Kind>(m_section, p_sink, grid.cellBegin * per_cell,
+                             (std::int64_t(grid.cellEnd) - grid.cellBegin) * per_cell);
 }
 
 bool Loader::FeedCorners(int p_grid, ostrel::builder::CompleteCornersBuilder& p_builder) {

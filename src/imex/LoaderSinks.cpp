@@ -29,37 +29,31 @@ void ActivitySink::FinishGrid() {
 }
 
 PackingSink::PackingSink(builder::SGridInfoAssembly& p_assembly) : m_assembly(p_assembly) {
-    EnterGrid();
-    m_done = m_assembly.gridList.empty();
+    NextGrid(true);
 }
 
 void PackingSink::EnterGrid() {
-    m_out = nullptr;
-    m_numbers = nullptr;
-    if (m_grid >= m_assembly.gridList.size()) return;
     builder::SGridInfo& grid = *m_assembly.gridList[m_grid];
     m_active = grid.activeCount;
     m_cells = grid.CellCount();
-    m_out = grid.packedToHandle ? grid.packedToHandle->data() : nullptr;
+    m_out = grid.packedToHandle->data();
     m_numbers = grid.SelectionNumbers();
 }
 
-void PackingSink::NoRoom() {
-    // Only the first grid can be met without active cells (the walk passes over the others):
-    // its first packed cell has no place to go and is dropped, and the walk moves on.
-    NextGrid();
-}
-
-void PackingSink::NextGrid() {
+void PackingSink::NextGrid(bool p_from_here) {
     m_slot = 0;
-    m_base += m_assembly.gridList[m_grid]->CellCount();
-    ++m_grid;
+    if (!p_from_here) {
+        m_base += m_assembly.gridList[m_grid]->CellCount();
+        ++m_grid;
+    }
+    // A grid with active cells has its selection and its packed map (a grid whose activity
+    // never completed has neither and counts no active cell).
     while (m_grid < m_assembly.gridList.size() && m_assembly.gridList[m_grid]->activeCount <= 0) {
         m_base += m_assembly.gridList[m_grid]->CellCount();
         ++m_grid;
     }
     m_done = m_grid >= m_assembly.gridList.size();
-    EnterGrid();
+    if (!m_done) EnterGrid();
 }
 
 void PackingSink::PackedCellOutside(std::int32_t p_value) const {
@@ -68,8 +62,25 @@ void PackingSink::PackedCellOutside(std::int32_t p_value) const {
                              ", outside the grid");
 }
 
+void PackingSink::PackedCellInactive(std::int32_t p_value) const {
+    throw std::runtime_error("IPSTCS: packed cell " + std::to_string(m_slot + 1) + " of grid " +
+                             std::to_string(m_grid + 1) + " names cell " + std::to_string(p_value) +
+                             ", which is inactive");
+}
+
 RefinementSink::RefinementSink(builder::SGridInfoAssembly& p_assembly) : m_assembly(p_assembly) {
-    if (!m_assembly.gridList.empty()) m_host = m_assembly.gridList.front().get();
+    EnterGrid();
+}
+
+void RefinementSink::EnterGrid() {
+    const auto& grids = m_assembly.gridList;
+    while (static_cast<std::size_t>(m_grid) < grids.size() &&
+           grids[static_cast<std::size_t>(m_grid)]->cellEnd == m_cell) {
+        ++m_grid;
+    }
+    m_host = static_cast<std::size_t>(m_grid) < grids.size()
+                 ? grids[static_cast<std::size_t>(m_grid)].get()
+                 : nullptr;
 }
 
 void RefinementSink::Refine(std::int32_t p_child) {
@@ -83,9 +94,7 @@ void RefinementSink::Refine(std::int32_t p_child) {
 void RefinementSink::NextGrid() {
     m_start = m_cell;
     ++m_grid;
-    m_host = static_cast<std::size_t>(m_grid) < m_assembly.gridList.size()
-                 ? m_assembly.gridList[static_cast<std::size_t>(m_grid)].get()
-                 : nullptr;
+    EnterGrid();
 }
 
 OriginSink::OriginSink(builder::SGridInfoAssembly& p_assembly) : m_assembly(p_assembly) {

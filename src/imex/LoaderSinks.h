@@ -30,43 +30,49 @@ class ActivitySink {
     builder::SGridInfoAssembly& m_assembly;
     std::size_t m_grid = 0;
     unsigned char* m_mask = nullptr;
-    std::int32_t m_cell = 0;
-    std::int32_t m_cells = 0;
+    std::int64_t m_cell = 0;
+    std::int64_t m_cells = 0;
 };
 
 // "IPSTCS": the selection number of each packed cell, grid after grid in the file's packed
-// order, into the grids' packedToHandle.
+// order, into the grids' packedToHandle. Grids without active cells are passed over; the
+// loader has refused a model whose first grid is one of them. A packed cell outside its grid or
+// inactive in it is refused with std::runtime_error: it has no selection number.
 class PackingSink {
   public:
     explicit PackingSink(builder::SGridInfoAssembly& p_assembly);
     void operator()(std::int32_t p_value) {
         if (m_done) return;
-        if (m_out == nullptr || m_numbers == nullptr) return NoRoom();
-        const std::int32_t local = p_value - 1 - m_base;
+        // In 64 bits: an item of -2^31 is refused, not wrapped.
+        const std::int64_t local = std::int64_t(p_value) - 1 - m_base;
         if (local < 0 || local >= m_cells) PackedCellOutside(p_value);
-        m_out[m_slot] = static_cast<std::int32_t>(m_numbers[local]);
+        const unsigned int number = m_numbers[local];
+        if (number >= static_cast<unsigned int>(m_active)) PackedCellInactive(p_value);
+        m_out[m_slot] = static_cast<std::int32_t>(number);
         if (++m_slot >= m_active) NextGrid();
     }
 
   private:
     void EnterGrid();
-    void NextGrid();
-    void NoRoom();
+    // Moves on to the next grid with active cells, from m_grid on when p_from_here is set, else
+    // from the one after it.
+    void NextGrid(bool p_from_here = false);
     [[noreturn]] void PackedCellOutside(std::int32_t p_value) const;
+    [[noreturn]] void PackedCellInactive(std::int32_t p_value) const;
 
     builder::SGridInfoAssembly& m_assembly;
     std::size_t m_grid = 0;
     std::int32_t m_slot = 0;
-    std::int32_t m_base = 0;
+    std::int64_t m_base = 0;
     std::int32_t m_active = 0;
-    std::int32_t m_cells = 0;
+    std::int64_t m_cells = 0;
     std::int32_t* m_out = nullptr;
     const unsigned int* m_numbers = nullptr;
     bool m_done = false;
 };
 
 // "ICSTCG": for each cell refined by a grid, that grid's host and host cell, and the host's
-// childGrids entry.
+// childGrids entry. Grids without cells own no item and are passed over.
 class RefinementSink {
   public:
     explicit RefinementSink(builder::SGridInfoAssembly& p_assembly);
@@ -79,6 +85,8 @@ class RefinementSink {
   private:
     void Refine(std::int32_t p_child);
     void NextGrid();
+    // Puts the cursor on the grid at m_grid, or past it on the first that has cells.
+    void EnterGrid();
 
     builder::SGridInfoAssembly& m_assembly;
     std::int32_t m_grid = 0;

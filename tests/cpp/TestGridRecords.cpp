@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -64,6 +66,27 @@ TEST(GridRecords, NeighbourKindsIn432) {
     EXPECT_EQ(*info.nnc1, (std::vector<std::int32_t>{5, 6}));
     EXPECT_EQ(*info.nnc2, (std::vector<std::int32_t>{7, 5}));
     EXPECT_EQ(assembly->connectionSequence.size(), 5u);
+}
+
+TEST(GridRecords, CellCountIn64Bits) {
+    SGridInfo grid;
+    grid.ni = grid.nj = 65535;
+    grid.nk = 0;
+    EXPECT_EQ(grid.CellCount(), 0);
+    grid.nk = 65535;
+    EXPECT_EQ(grid.CellCount(), std::int64_t(65535) * 65535 * 65535);
+    grid.ni = grid.nj = grid.nk = std::numeric_limits<std::int32_t>::min();
+    EXPECT_EQ(grid.CellCount(), -1);  // beyond 64 bits
+}
+
+TEST(GridRecords, StepsInAGridOfMoreThan2To31CellsALayer) {
+    auto assembly = Assembly({{65535, 65535, 0}});
+    EXPECT_EQ(KindIndex(assembly->AddConnection(-2, 0, -1, 0)), (std::vector<int>{0, 0, -2}));
+    EXPECT_EQ(KindIndex(assembly->AddConnection(7, 0, 7 + 65535, 0)), (std::vector<int>{0, 1, 7}));
+    const std::int32_t low = std::numeric_limits<std::int32_t>::min();
+    const std::int32_t high = std::numeric_limits<std::int32_t>::max();
+    EXPECT_EQ(KindIndex(assembly->AddConnection(low, 0, high, 0)), (std::vector<int>{0, 3, 0}));
+    EXPECT_EQ(KindIndex(assembly->AddConnection(high, 0, low, 0)), (std::vector<int>{0, 3, 1}));
 }
 
 TEST(GridRecords, StepOfOneWithNiOneIsKindOne) {

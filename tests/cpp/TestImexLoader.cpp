@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "ImexWriter.h"
+#include "builder/CompleteCornersBuilder.h"
 #include "builder/SConnectionArrayFeeder.h"
 #include "builder/TOstrelArray1DBuilder.h"
 #include "builder/TOstrelArray3DBuilder.h"
@@ -43,7 +45,8 @@ struct SmallModel {
         writer.Record(ImexWriter::Items(p_items, p_big), p_big);
     }
 
-    explicit SmallModel(bool p_big) {
+    // p_first: the first cells of the connections (ICTPS1), packed cells from 1.
+    explicit SmallModel(bool p_big, const std::vector<std::int32_t>& p_first = {4, 3, 5, 4}) {
         writer.Raw(std::string(8, '\0'));
         Ints("IGNTID", {3, 2}, p_big);
         Ints("IGNTJD", {2, 1}, p_big);
@@ -54,7 +57,7 @@ struct SmallModel {
         Ints("ICSTGN", {1, 1, 1, 1, 1, 1, 2, 2}, p_big);
         // Packed cells from 1 are cells 4, 3, 1, 0, 7, 6: cell 0 -> 1 (along i), cell 1 -> 3
         // (no neighbour), cell 7 -> 6 (reversed, in grid 2), cell 0 -> 6 (to grid 2).
-        Ints("ICTPS1", {4, 3, 5, 4}, p_big);
+        Ints("ICTPS1", p_first, p_big);
         Ints("ICTPS2", {3, 2, 6, 6}, p_big);
         sections->m_positions["BLOCKSIZE"] = static_cast<std::int64_t>(writer.size());
         std::vector<double> sizes;
@@ -154,6 +157,30 @@ TEST_P(ImexLoaderTest, SortsConnections) {
     const Section block(model.writer.open(), model.connection_result, false);
     EXPECT_GT(block.data_pos(), 0);
     EXPECT_EQ(loader.stream().tell(), block.data_pos());
+}
+
+TEST_P(ImexLoaderTest, RangeOfAGridFarBehindIsNotWrapped) {
+    SmallModel model(GetParam());
+    std::vector<double> corners(8 * 24);
+    for (std::size_t n = 0; n < corners.size(); ++n) corners[n] = static_cast<double>(n);
+    model.sections->m_positions["CORNERS"] = static_cast<std::int64_t>(model.writer.size());
+    model.writer.Record(ImexWriter::Items(corners, GetParam()), GetParam());
+    auto stream = model.writer.open();
+    Loader loader(Section(stream, 0, false), model.sections);
+    // 2^29 cells of 24 values lie 3 * 2^32 items in: far past the block, not at its item 0.
+    const auto child = loader.GridInfo(1);
+    child->cellBegin = 1 << 29;
+    child->cellEnd = child->cellBegin + 2;
+    ostrel::builder::CompleteCornersBuilder out(2, 1, 1);
+    EXPECT_FALSE(loader.FeedCorners(1, out));
+    EXPECT_TRUE(out.values().empty());
+}
+
+TEST_P(ImexLoaderTest, ConnectionItemOfMinus2To31EndsOnTheCheckedPath) {
+    SmallModel model(GetParam(), {4, std::numeric_limits<std::int32_t>::min(), 5, 4});
+    auto stream = model.writer.open();
+    Loader loader(Section(stream, 0, false), model.sections);
+    EXPECT_DEATH(loader.SetupConnections(), "Contract violation: ICTPS1 cell inside IPSTCS");
 }
 
 INSTANTIATE_TEST_SUITE_P(ByteOrders, ImexLoaderTest, ::testing::Values(false, true));
