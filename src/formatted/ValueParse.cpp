@@ -76,7 +76,7 @@ bool ParseInteger(std::string_view p_text, std::int32_t& p_out) {
     const char* begin = p_text.data();
     const char* end = begin + p_text.size();
     if (begin != end && *begin == '+') ++begin;
-    if (begin == end || *begin == '+') return false;
+    if (begin == end || *begin == '+' || (begin != p_text.data() && *begin == '-')) return false;
     std::int32_t value = 0;
     const auto [stop, error] = std::from_chars(begin, end, value);
     if (error != std::errc() || stop != end) return false;
