@@ -209,3 +209,14 @@ def test_reads_from_two_threads(tmp_path):
         for t in threads:
             t.join()
     assert all((results[n] == expected[n]).all() for n in expected)
+
+
+def test_the_command_lists_and_shows_formatted_files(tmp_path, capsys):
+    from kelvara import _cli
+    path = tmp_path / "CASE.FUNRST"
+    fmt = FmtFile().add("SEQNUM", "INTE", [4]).add("PRESSURE", "REAL", [1.5, 2.25]).write(path)
+    assert _cli.main(["ls", str(path)]) == 0
+    out = capsys.readouterr().out
+    assert "PRESSURE" in out and str(fmt.positions[1]) in out.split("PRESSURE")[1]
+    assert _cli.main(["show", str(path), "PRESSURE", "--step", "4"]) == 0
+    assert capsys.readouterr().out.split("\n")[1:3] == ["1.5", "2.25"]

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "bindings/ScanTable.h"
 #include "bindings/TypedReadBindings.h"
 #include "eclipse/ItemType.h"
 #include "eclipse/TypedRead.h"
@@ -18,41 +19,9 @@ namespace {
 
 using formatted::FormattedScanner;
 
-template <class T>
-py::array_t<T> to_array(const std::vector<T>& p_values) {
-    return py::array_t<T>(static_cast<py::ssize_t>(p_values.size()), p_values.data());
-}
-
-py::list to_texts(const std::vector<std::string>& p_texts) {
-    py::list out(p_texts.size());
-    for (std::size_t i = 0; i < p_texts.size(); ++i) out[i] = latin1(p_texts[i]);
-    return out;
-}
-
-py::object Problem(const FormattedScanner& p_scanner) {
-    const auto& problem = p_scanner.problem();
-    if (!problem) return py::none();
-    return py::make_tuple(latin1(problem.message), problem.position,
-                          latin1(p_scanner.problem_section()),
-                          p_scanner.problem_section_position());
-}
-
-py::tuple Table(const FormattedScanner& p_scanner) {
-    // No byte order in a text file: the flags are all false, as the unformatted table's
-    // little-endian ones.
-    py::array_t<bool> swaps(static_cast<py::ssize_t>(p_scanner.positions.size()));
-    for (py::ssize_t i = 0; i < swaps.size(); ++i) swaps.mutable_at(i) = false;
-    return py::make_tuple(to_array(p_scanner.positions), to_array(p_scanner.counts),
-                          to_array(p_scanner.name_ids), to_array(p_scanner.type_ids), swaps,
-                          to_texts(p_scanner.names), to_texts(p_scanner.types));
-}
-
 py::object ReadInto(py::handle p_source, std::int64_t p_position, std::int64_t p_line,
                     const std::string& p_type, std::int32_t p_count, py::array p_out) {
-    eclipse::TItemType type;
-    if (p_type.size() != 4 || !eclipse::ParseItemType(p_type.data(), type)) {
-        throw py::value_error("unknown section type " + p_type);
-    }
+    const eclipse::TItemType type = ItemType(p_type);
     if (p_count < 0) throw py::value_error("a negative item count");
     if (!(p_out.flags() & py::array::c_style) || !p_out.writeable() ||
         p_out.nbytes() != eclipse::TypedBytes(type, p_count)) {
@@ -98,11 +67,11 @@ void ExposeFormatted(py::module_& p_module) {
              "Walks on over at least nbytes bytes; True when the walk is over.")
         .def_property_readonly("position", &FormattedScanner::position)
         .def_property_readonly("file_size", &FormattedScanner::file_size)
-        .def_property_readonly("problem", &Problem,
+        .def_property_readonly("problem", &ScanProblem<FormattedScanner>,
                                "None, or (message, byte, section name, section position).")
-        .def("table", &Table,
-             "(positions, counts, name ids, type ids, big-endian flags (all False), names, "
-             "types).")
+        .def("table", &ScanTable<FormattedScanner>,
+             "(positions, counts, name ids, type ids, big-endian flags (all False: text has no "
+             "byte order), names, types).")
         .def(
             "lines", [](const FormattedScanner& p_scanner) { return to_array(p_scanner.lines); },
             "The 1-based line of each section's header.");

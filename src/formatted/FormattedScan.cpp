@@ -43,6 +43,7 @@ bool FormattedScanner::ScanOne() {
     }
     positions.push_back(header.position);
     counts.push_back(header.count);
+    swaps.push_back(0);
     lines.push_back(header.line);
     name_ids.push_back(Intern(m_name_index, names, header.name));
     type_ids.push_back(Intern(m_type_index, types, header.type));

@@ -42,6 +42,7 @@ class FormattedScanner {
     std::vector<std::int32_t> counts;
     std::vector<std::int32_t> name_ids;
     std::vector<std::int32_t> type_ids;
+    std::vector<std::uint8_t> swaps;  // all 0: text has no byte order
     std::vector<std::int64_t> lines;  // 1-based line of each header
     std::vector<std::string> names;
     std::vector<std::string> types;
