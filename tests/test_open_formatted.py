@@ -220,3 +220,22 @@ def test_the_command_lists_and_shows_formatted_files(tmp_path, capsys):
     assert "PRESSURE" in out and str(fmt.positions[1]) in out.split("PRESSURE")[1]
     assert _cli.main(["show", str(path), "PRESSURE", "--step", "4"]) == 0
     assert capsys.readouterr().out.split("\n")[1:3] == ["1.5", "2.25"]
+
+
+def test_the_readme_example(tmp_path, capsys):
+    from test_readme import python_block, run_block
+    funrst = tmp_path / "CASE.FUNRST"
+    fmt = FmtFile()
+    for step in range(1, 5):
+        fmt.add("SEQNUM", "INTE", [step]).add("SWAT", "REAL", [0.25 * step, 0.125])
+    fmt.write(funrst)
+    fegrid = tmp_path / "CASE.FEGRID"
+    grid = FmtFile()
+    for name, type_, values in [("FILEHEAD", "INTE", [3, 2007, 0, 0, 0, 0]),
+                                ("GRIDHEAD", "INTE", [1, 2, 1, 1, 0]),
+                                ("ACTNUM", "INTE", [1, 0]), ("ENDGRID", "INTE", [])]:
+        grid.add(name, type_, values)
+    grid.write(fegrid)
+    block = python_block("CASE.FUNRST") + "print(swat.tolist(), grid.dimensions, grid.active_cells)\n"
+    run_block(block, {"CASE.FUNRST": funrst, "CASE.FEGRID": fegrid})
+    assert capsys.readouterr().out.strip() == "[0.75, 0.125] (2, 1, 1) 1"
