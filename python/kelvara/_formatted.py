@@ -6,6 +6,12 @@ A formatted file (``FEGRID``, ``FINIT``, ``FUNRST``, ``FSMSPEC``, ``FUNSMRY``, `
 first character that is not blank is a quote. The native scanner gives the same table as the
 unformatted one (header positions are the bytes where the header lines start); reads parse the
 text straight into the typed array without the interpreter's lock.
+
+Other readers (summary files, for one) take formatted files through ``kelvara.open``: its
+``EclipseFile`` has the same catalogue for both kinds, ``_formatted`` is the
+:class:`FormattedTable` of a formatted file (``None`` for an unformatted one), and
+``_read_section(index)`` reads any section of either kind. A text section has no byte layout
+to gather a few items from: a formatted record is read whole.
 """
 
 from __future__ import annotations
