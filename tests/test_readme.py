@@ -15,6 +15,11 @@ def python_blocks():
     return re.findall(r"```python\n(.*?)```", README.read_text(), re.S)
 
 
+def python_block(word):
+    """The README's first Python example that holds word."""
+    return next(b for b in python_blocks() if word in b)
+
+
 def run_block(block, paths):
     for name, path in paths.items():
         block = block.replace(f'"{name}"', repr(str(path)))
@@ -50,7 +55,7 @@ def test_readme_example_of_the_low_level_api(tmp_path, capsys):
      .add("PORO", "REAL", poro, order=LITTLE, blocks=[2, 3])
      .write(path))
     np.set_printoptions(precision=8)
-    run_block(python_blocks()[1], {"CASE.INIT": path})
+    run_block(python_block("CASE.INIT"), {"CASE.INIT": path})
     out = capsys.readouterr().out.splitlines()
     assert out[0].split() == ["INTEHEAD", "INTE", "12", "items", "at", "byte", "0"]
     assert out[1].split() == ["PORO", "REAL", "5", "items", "at", "byte", str(24 + 8 + 48)]

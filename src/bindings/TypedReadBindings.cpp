@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "bindings/FileObject.h"
+#include "bindings/ScanTable.h"
 #include "eclipse/ItemType.h"
 #include "eclipse/SectionScan.h"
 #include "eclipse/TypedRead.h"
@@ -34,43 +35,6 @@ struct Source {
 };
 
 Source MakeSource(py::handle p_file) { return Source{GetFileStream(p_file)->file()}; }
-
-template <class T>
-py::array_t<T> to_array(const std::vector<T>& p_values) {
-    return py::array_t<T>(static_cast<py::ssize_t>(p_values.size()), p_values.data());
-}
-
-py::list to_texts(const std::vector<std::string>& p_texts) {
-    py::list out(p_texts.size());
-    for (std::size_t i = 0; i < p_texts.size(); ++i) out[i] = latin1(p_texts[i]);
-    return out;
-}
-
-py::object Problem(const SectionScanner& p_scanner) {
-    const auto& problem = p_scanner.problem();
-    if (!problem) return py::none();
-    return py::make_tuple(latin1(problem.message), problem.position,
-                          latin1(p_scanner.problem_section()),
-                          p_scanner.problem_section_position());
-}
-
-py::tuple Table(const SectionScanner& p_scanner) {
-    py::array_t<bool> swaps(static_cast<py::ssize_t>(p_scanner.swaps.size()));
-    for (std::size_t i = 0; i < p_scanner.swaps.size(); ++i) {
-        swaps.mutable_at(i) = p_scanner.swaps[i] != 0;
-    }
-    return py::make_tuple(to_array(p_scanner.positions), to_array(p_scanner.counts),
-                          to_array(p_scanner.name_ids), to_array(p_scanner.type_ids), swaps,
-                          to_texts(p_scanner.names), to_texts(p_scanner.types));
-}
-
-eclipse::TItemType ItemType(const std::string& p_type) {
-    eclipse::TItemType type;
-    if (p_type.size() != 4 || !eclipse::ParseItemType(p_type.data(), type)) {
-        throw py::value_error("unknown section type " + p_type);
-    }
-    return type;
-}
 
 py::object ReadInto(const Source& p_source, std::int64_t p_data_position, bool p_swap,
                     const std::string& p_type, std::int64_t p_count, py::array p_out) {
@@ -121,6 +85,10 @@ py::object ReadRecords(const Source& p_source, py::array_t<std::int64_t> p_posit
 
 }  // namespace
 
+std::shared_ptr<SharedFile> SourceFile(py::handle p_source) {
+    return p_source.cast<const Source&>().file();
+}
+
 void ExposeTypedRead(py::module_& p_module) {
     py::module_ typed = p_module.def_submodule(
         "_typed", "The checked section catalogue and the typed read behind kelvara.open.");
@@ -149,9 +117,9 @@ void ExposeTypedRead(py::module_& p_module) {
                                "Sections taken by the arithmetic of the standard blocks.")
         .def_property_readonly("walked", &SectionScanner::walked,
                                "Sections whose block frames were walked.")
-        .def_property_readonly("problem", &Problem,
+        .def_property_readonly("problem", &ScanProblem<SectionScanner>,
                                "None, or (message, byte, section name, section position).")
-        .def("table", &Table,
+        .def("table", &ScanTable<SectionScanner>,
              "(positions, counts, name ids, type ids, big-endian flags, names, types).");
 
     typed.def("read_into", &ReadInto, py::arg("source"), py::arg("data_position"), py::arg("swap"),
