@@ -266,3 +266,10 @@ class _typed:
     @staticmethod
     def read_records(source: "_typed.Source", positions: Any, counts: Any, swaps: Any,
                      out: Any) -> Any: ...
+
+class _summary:
+    """The column gatherer behind kelvara.open_summary (private)."""
+
+    @staticmethod
+    def gather(file: _File, positions: Any, swaps: Any, items: int, columns: Any,
+               out: Any) -> Any: ...
