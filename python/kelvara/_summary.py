@@ -43,6 +43,9 @@ _BARE_KEYWORDS = frozenset("""
     TCPUTS TCPUDAY TCPUSTEP TCPUTSHT TELAPLIN TELAPDAY TIMESTEP TIME YEARS DAY MONTH YEAR
     """.split())
 
+# First letters of the families keyed by a well, group or node name.
+_NAMED = frozenset("WGN")
+
 # Region-to-region keywords carry both regions in one number.
 _REGION_PAIR_BASE = 32768
 _REGION_PAIR_OFFSET = 10
@@ -62,14 +65,14 @@ def _cell(num: int, dims: Tuple[int, int, int]) -> Optional[str]:
     return f"{n % nx + 1},{n // nx % ny + 1},{n // (nx * ny) + 1}"
 
 
-def make_key(keyword: str, name: str, num: int, dims: Tuple[int, int, int], lgr: str = "",
-             local: Tuple[int, int, int] = (0, 0, 0)) -> Optional[str]:
+def make_key(keyword: str, name: str, num: int, lgr: str, local: Tuple[int, int, int],
+             dims: Tuple[int, int, int]) -> Optional[str]:
     """The key of one column by the usual convention, or None for a column that is left out."""
+    first = keyword[:1]
+    if first in _NAMED and keyword not in _BARE_KEYWORDS:
+        return None if name in _NO_NAMES else f"{keyword}:{name}"
     if keyword in _BARE_KEYWORDS or not keyword:
         return keyword or None
-    first = keyword[0]
-    if first in "WGN":
-        return None if name in _NO_NAMES else f"{keyword}:{name}"
     if first == "R":
         if num < 0:
             return None
@@ -120,15 +123,15 @@ class _Spec:
 def _texts(f: EclipseFile, name: str, count: int, default: str = "") -> List[str]:
     if name not in f:
         return [default] * count
-    values = [str(v) for v in f.read(name).tolist()]
-    return (values + [default] * count)[:count]
+    values = f.read(name).tolist()
+    return values if len(values) == count else (values + [default] * count)[:count]
 
 
 def _ints(f: EclipseFile, name: str, count: int) -> List[int]:
     if name not in f:
         return [0] * count
     values = f.read(name).tolist()
-    return ([int(v) for v in values] + [0] * count)[:count]
+    return values if len(values) == count else (values + [0] * count)[:count]
 
 
 def _start(f: EclipseFile) -> datetime.datetime:
@@ -153,24 +156,23 @@ def _read_spec(path: str) -> _Spec:
             if needed not in f:
                 raise FormatError(path, f"no {needed} section in the summary header", 0)
         dimens = _ints(f, "DIMENS", 6)
-        keywords = [str(v) for v in f.read("KEYWORDS").tolist()]
+        keywords = f.read("KEYWORDS").tolist()
         n = len(keywords)
         names = _texts(f, "WGNAMES" if "WGNAMES" in f else "NAMES", n)
         nums = _ints(f, "NUMS", n)
         units = _texts(f, "UNITS", n)
-        lgrs = _texts(f, "LGRS", n)
-        local = list(zip(_ints(f, "NUMLX", n), _ints(f, "NUMLY", n), _ints(f, "NUMLZ", n)))
+        if "LGRS" in f:
+            lgrs = _texts(f, "LGRS", n)
+            local = list(zip(_ints(f, "NUMLX", n), _ints(f, "NUMLY", n), _ints(f, "NUMLZ", n)))
+        else:
+            lgrs, local = [""] * n, [(0, 0, 0)] * n
         start = _start(f)
         restart = "".join(_texts(f, "RESTART", 9)).strip() if "RESTART" in f else ""
     dims = (dimens[1], dimens[2], dimens[3])
-    columns: Dict[str, int] = {}
-    key_units: Dict[str, str] = {}
-    for c, keyword in enumerate(keywords):
-        key = make_key(keyword, names[c], nums[c], dims, lgrs[c], local[c])
-        if key is None:
-            continue
-        columns[key] = c
-        key_units[key] = units[c]
+    keys = [make_key(*column, dims) for column in zip(keywords, names, nums, lgrs, local)]
+    # Where two columns give one key, the later one counts.
+    columns = {key: c for c, key in enumerate(keys) if key is not None}
+    key_units = {key: units[c] for key, c in columns.items()}
     return _Spec(path, n, columns, key_units, start, restart, dimens[5],
                  key_units.get("TIME", "DAYS").upper())
 
