@@ -39,6 +39,7 @@ from ._kelvaraio import eclipse, imex, mores
 from ._errors import FormatError
 from ._api import EclipseFile, Keyword, open
 from ._grid import Grid, open_grid
+from ._summary import Summary, open_summary
 
 __version__ = "0.1.0"
 
@@ -75,4 +76,6 @@ __all__ = [
     "mores",
     "open",
     "open_grid",
+    "Summary",
+    "open_summary",
 ]

@@ -297,3 +297,10 @@ class _formatted:
                   out: Any) -> Any:
         """Parses the items of the section whose header line starts at byte position into
         out, without the interpreter's lock. None, or (message, byte)."""
+
+class _summary:
+    """The column gatherer behind kelvara.open_summary (private)."""
+
+    @staticmethod
+    def gather(file: _File, positions: Any, swaps: Any, items: int, columns: Any,
+               out: Any) -> Any: ...

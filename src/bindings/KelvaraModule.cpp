@@ -6,6 +6,7 @@
 #include "bindings/MoresBindings.h"
 #include "bindings/ReaderTranslators.h"
 #include "bindings/SectionCatalogue.h"
+#include "bindings/SummaryBindings.h"
 #include "bindings/TypedReadBindings.h"
 
 PYBIND11_MODULE(_kelvaraio, m) {
@@ -28,5 +29,6 @@ PYBIND11_MODULE(_kelvaraio, m) {
     ExposeMores(mores);
 
     ExposeTypedRead(m);
+    ExposeSummary(m);
     ExposeFormatted(m);
 }
