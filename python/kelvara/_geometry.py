@@ -1,0 +1,154 @@
+"""Where a grid's geometry lies in its file, and its corners, centres and volumes computed by the
+native loops of ``_kelvaraio._geometry`` from the sections read with the typed reads."""
+
+from __future__ import annotations
+
+import io
+import os
+from typing import Optional, Tuple
+
+import numpy as np
+
+from ._api import EclipseFile, Keyword, dtype_of
+from ._errors import FormatError
+from ._kelvaraio import _geometry, _typed
+from ._source import PathOrFile, open_source
+
+_FLOATS = ("REAL", "DOUB")
+
+
+class _Section:
+    """A section that is read only when its values are needed."""
+
+    __slots__ = ("name", "type", "count", "position", "swap")
+
+    def __init__(self, f: EclipseFile, k: Keyword):
+        self.name, self.type, self.count, self.position = k.name, k.type, k.count, k.position
+        self.swap = bool(f._big_endian[k.index])
+
+    def read(self, source: _typed.Source, path: str) -> np.ndarray:
+        out = np.empty(self.count, dtype=dtype_of(self.type))
+        problem = _typed.read_into(source, self.position + 24, self.swap, self.type, self.count,
+                                  out)
+        if problem is not None:
+            raise FormatError(path, problem[0], problem[1], self.name, self.position)
+        return out
+
+
+def _origin(source: PathOrFile) -> PathOrFile:
+    """What the grid keeps to read its geometry later: a path as a string, a file object as it
+    is (it stays the caller's)."""
+    return source if isinstance(source, io.IOBase) else os.fspath(source)
+
+
+class PillarGeometry:
+    """A corner-point grid's COORD and ZCORN sections."""
+
+    def __init__(self, source: PathOrFile, path: str, f: EclipseFile, coord: Keyword,
+                 zcorn: Keyword, dims: Tuple[int, int, int]):
+        ni, nj, nk = dims
+        for k, least in ((coord, 6 * (ni + 1) * (nj + 1)), (zcorn, 8 * ni * nj * nk)):
+            if k.type not in _FLOATS or k.count < least:
+                raise FormatError(path, f"{k.name} of {k.count} items ({k.type}) for a grid of "
+                                  f"{ni}x{nj}x{nk} cells, which needs {least} numbers",
+                                  k.position, k.name, k.position)
+        self.origin, self.path, self.dims = _origin(source), path, dims
+        self.coord, self.zcorn = _Section(f, coord), _Section(f, zcorn)
+
+    def compute(self, corners: Optional[np.ndarray], centers: Optional[np.ndarray],
+                volumes: Optional[np.ndarray], first: int = 0, count: Optional[int] = None) -> None:
+        ni, nj, nk = self.dims
+        count = ni * nj * nk - first if count is None else count
+        source, _ = open_source(self.origin)
+        try:
+            coord = self.coord.read(source, self.path)
+            zcorn = self.zcorn.read(source, self.path)
+        finally:
+            source.close()
+        _geometry.pillar_cells(coord, zcorn, ni, nj, nk, first, count, corners, centers, volumes)
+
+
+class ListedGeometry:
+    """The CORNERS sections of a plain grid file, one for each cell the file gives, with the
+    number of that cell (i fastest); cells the file leaves out have no corners (NaN)."""
+
+    def __init__(self, source: PathOrFile, path: str, f: EclipseFile, corners: np.ndarray,
+                 cells: np.ndarray, dims: Tuple[int, int, int]):
+        self.origin, self.path, self.dims = _origin(source), path, dims
+        types = np.array(f._type_list)[f._type_ids[corners]]
+        bad = (types != "REAL") | (f._counts[corners] < 24)
+        if bad.any():
+            k = f.keywords[int(corners[np.argmax(bad)])]
+            raise FormatError(path, "a CORNERS section that is not 24 REAL items", k.position,
+                              k.name, k.position)
+        self.positions = f._positions[corners]
+        self.counts = f._counts[corners]
+        self.swaps = f._big_endian[corners]
+        self.cells = cells
+
+    def values(self) -> np.ndarray:
+        """(cells, 24) float32: the corners of every cell, NaN where the file gives none."""
+        ni, nj, nk = self.dims
+        out = np.full((ni * nj * nk, 24), np.nan, dtype=np.float32)
+        if self.cells.size == 0:
+            return out
+        # REAL items are four bytes like INTE ones: the record read brings them in with one call
+        # for all the sections, and the rows are then seen as the floats they are.
+        records = np.zeros((self.cells.size, 24), dtype=np.int32)
+        source, _ = open_source(self.origin)
+        try:
+            problem = _typed.read_records(source, self.positions, self.counts, self.swaps,
+                                          records)
+        finally:
+            source.close()
+        if problem is not None:
+            reason, at, which = problem
+            raise FormatError(self.path, reason, at, "CORNERS", int(self.positions[which]))
+        out[self.cells] = records.view(np.float32)
+        return out
+
+    def compute(self, corners: Optional[np.ndarray], centers: Optional[np.ndarray],
+                volumes: Optional[np.ndarray], first: int = 0, count: Optional[int] = None) -> None:
+        ni, nj, nk = self.dims
+        count = ni * nj * nk - first if count is None else count
+        _geometry.listed_cells(self.values(), first, count, corners, centers, volumes)
+
+
+def extended_geometry(source: PathOrFile, f: EclipseFile, head: Keyword,
+                      dims: Tuple[int, int, int]) -> Optional[PillarGeometry]:
+    """The COORD and ZCORN that follow a grid's GRIDHEAD up to its ENDGRID, or None."""
+    found = {}
+    for k in f.keywords[head.index + 1:]:
+        if k.name in ("ENDGRID", "GRIDHEAD", "LGR"):
+            break
+        if k.name in ("COORD", "ZCORN") and k.name not in found:
+            found[k.name] = k
+    if len(found) < 2:
+        return None
+    return PillarGeometry(source, f.path, f, found["COORD"], found["ZCORN"], dims)
+
+
+def file_mapaxes(f: EclipseFile) -> Optional[np.ndarray]:
+    """The six numbers of the file's first MAPAXES, as float64, or None."""
+    if "MAPAXES" not in f:
+        return None
+    k = f["MAPAXES"][0]
+    values = k.read()
+    if values.dtype.kind not in "iuf" or values.size < 6:
+        raise FormatError(f.path, f"a MAPAXES section of {k.count} items ({k.type}), not 6 "
+                          "numbers", k.position, k.name, k.position)
+    return values[:6].astype(np.float64)
+
+
+def apply_mapaxes(xyz: np.ndarray, mapaxes: np.ndarray) -> None:
+    """Turns x, y (the last axis holds x, y, z) from grid into map coordinates, in place:
+    MAPAXES holds a point of the y axis, the origin, and a point of the x axis."""
+    y_point, origin, x_point = mapaxes[0:2], mapaxes[2:4], mapaxes[4:6]
+    ex, ey = x_point - origin, y_point - origin
+    lx, ly = np.hypot(*ex), np.hypot(*ey)
+    if lx == 0 or ly == 0:
+        raise ValueError(f"MAPAXES {mapaxes.tolist()} does not span two axes")
+    ex, ey = ex / lx, ey / ly
+    x, y = xyz[..., 0].copy(), xyz[..., 1].copy()
+    xyz[..., 0] = origin[0] + x * ex[0] + y * ey[0]
+    xyz[..., 1] = origin[1] + x * ex[1] + y * ey[1]
