@@ -3,9 +3,10 @@ native loops of ``_kelvaraio._geometry`` from the sections read with the typed r
 
 from __future__ import annotations
 
+import functools
 import io
 import os
-from typing import Optional, Tuple
+from typing import Callable, Optional, Tuple
 
 import numpy as np
 
@@ -15,6 +16,10 @@ from ._kelvaraio import _geometry, _typed
 from ._source import PathOrFile, open_source
 
 _FLOATS = ("REAL", "DOUB")
+
+# Computes cells first .. first + count into the arrays given (corners, centers, volumes; None
+# skips one), from inputs read once.
+CellKernel = Callable[..., None]
 
 
 class _Section:
@@ -55,17 +60,20 @@ class PillarGeometry:
         self.origin, self.path, self.dims = _origin(source), path, dims
         self.coord, self.zcorn = _Section(f, coord), _Section(f, zcorn)
 
-    def compute(self, corners: Optional[np.ndarray], centers: Optional[np.ndarray],
-                volumes: Optional[np.ndarray], first: int = 0, count: Optional[int] = None) -> None:
-        ni, nj, nk = self.dims
-        count = ni * nj * nk - first if count is None else count
+    def loaded(self) -> CellKernel:
+        """Reads COORD and ZCORN (in the file's item types) and gives the kernel over them."""
         source, _ = open_source(self.origin)
         try:
             coord = self.coord.read(source, self.path)
             zcorn = self.zcorn.read(source, self.path)
         finally:
             source.close()
-        _geometry.pillar_cells(coord, zcorn, ni, nj, nk, first, count, corners, centers, volumes)
+        return functools.partial(_geometry.pillar_cells, coord, zcorn, *self.dims)
+
+    def compute(self, corners: Optional[np.ndarray], centers: Optional[np.ndarray],
+                volumes: Optional[np.ndarray]) -> None:
+        """Every cell into the arrays given."""
+        self.loaded()(0, int(np.prod(self.dims)), corners, centers, volumes)
 
 
 class ListedGeometry:
@@ -107,11 +115,13 @@ class ListedGeometry:
         out[self.cells] = records.view(np.float32)
         return out
 
+    def loaded(self) -> CellKernel:
+        return functools.partial(_geometry.listed_cells, self.values())
+
     def compute(self, corners: Optional[np.ndarray], centers: Optional[np.ndarray],
-                volumes: Optional[np.ndarray], first: int = 0, count: Optional[int] = None) -> None:
-        ni, nj, nk = self.dims
-        count = ni * nj * nk - first if count is None else count
-        _geometry.listed_cells(self.values(), first, count, corners, centers, volumes)
+                volumes: Optional[np.ndarray]) -> None:
+        """Every cell into the arrays given."""
+        self.loaded()(0, int(np.prod(self.dims)), corners, centers, volumes)
 
 
 def extended_geometry(source: PathOrFile, f: EclipseFile, head: Keyword,
@@ -140,6 +150,15 @@ def file_mapaxes(f: EclipseFile) -> Optional[np.ndarray]:
     return values[:6].astype(np.float64)
 
 
+def file_units(f: EclipseFile) -> str:
+    """The length unit of the file's first GRIDUNIT (METRES, FEET, ...), or ""."""
+    if "GRIDUNIT" not in f:
+        return ""
+    k = f["GRIDUNIT"][0]
+    values = k.read() if k.type in ("CHAR", "C008") else np.array([])
+    return str(values[0]) if values.size else ""
+
+
 def apply_mapaxes(xyz: np.ndarray, mapaxes: np.ndarray) -> None:
     """Turns x, y (the last axis holds x, y, z) from grid into map coordinates, in place:
     MAPAXES holds a point of the y axis, the origin, and a point of the x axis."""
@@ -152,3 +171,33 @@ def apply_mapaxes(xyz: np.ndarray, mapaxes: np.ndarray) -> None:
     x, y = xyz[..., 0].copy(), xyz[..., 1].copy()
     xyz[..., 0] = origin[0] + x * ex[0] + y * ey[0]
     xyz[..., 1] = origin[1] + x * ex[1] + y * ey[1]
+
+
+def per_cell(name: str, values: object, actnum: np.ndarray, dual: int) -> np.ndarray:
+    """The values of one property for every cell in file order (i fastest), from one value a
+    cell (flat or shaped like ``actnum``) or one an active cell as INIT and restart files give
+    them (a dual grid's files give its matrix cells, then its fracture cells: the matrix values
+    are taken). Cells without a value are NaN."""
+    array = np.asarray(values)
+    flat_actnum = actnum.ravel(order="F")
+    cells = flat_actnum.size
+    if array.shape == actnum.shape and array.ndim == 3:
+        return array.ravel(order="F")
+    if array.ndim != 1:
+        raise ValueError(f"{name}: values of shape {array.shape} for a grid of shape "
+                         f"{actnum.shape}")
+    if array.size == cells:
+        return array
+    active = flat_actnum != 0
+    matrix = (flat_actnum & 1) != 0 if dual else active
+    fracture = np.count_nonzero(flat_actnum & 2) if dual else 0
+    if array.size == np.count_nonzero(active):
+        mask = active
+    elif dual and array.size == np.count_nonzero(matrix) + fracture:
+        mask, array = matrix, array[:np.count_nonzero(matrix)]
+    else:
+        raise ValueError(f"{name}: {array.size} values for a grid of {cells} cells, "
+                         f"{np.count_nonzero(active)} active")
+    out = np.full(cells, np.nan, dtype=np.float64)
+    out[mask] = array
+    return out

@@ -13,7 +13,7 @@ from . import _kelvaraio
 from ._api import EclipseFile, Keyword, ProgressCallback
 from ._errors import FormatError
 from ._geometry import (ListedGeometry, PillarGeometry, apply_mapaxes, extended_geometry,
-                        file_mapaxes)
+                        file_mapaxes, file_units)
 from ._kelvaraio import _typed
 from ._source import PathOrFile
 
@@ -34,7 +34,8 @@ class Grid:
     numbers in the shape of ``actnum``); ``local_grids`` (on the main grid: every local grid of
     the file by name, in file order); ``nnc`` (the NNC classes of the scan and the NNC1, NNC2,
     NNCL, NNCG arrays the file gives for this grid); ``mapaxes`` (the file's MAPAXES as six
-    float64 values, or ``None``).
+    float64 values, or ``None``); ``units`` (the length unit of GRIDUNIT, such as ``"METRES"``
+    or ``"FEET"``, or ``""``).
 
     Geometry: :meth:`corners`, :meth:`centers`, :meth:`depths`, :meth:`volumes`, read from the
     file when asked for (``COORD``/``ZCORN`` of an EGRID, ``CORNERS`` of a GRID), and
@@ -42,6 +43,7 @@ class Grid:
     """
 
     mapaxes: Optional[np.ndarray] = None
+    units: str = ""
     _geometry: Optional[Union[PillarGeometry, ListedGeometry]] = None
 
     def __init__(self, name: str, dimensions: Tuple[int, int, int], dual: int,
@@ -118,14 +120,15 @@ class Grid:
 
         write_grid(self, path, cell_data, active_only)
 
-    def plot_layer(self, k: int, values: np.ndarray,
-                   path: Union[str, "os.PathLike[str]"]) -> None:
-        """Draws layer ``k`` (from 0) as a map to a PNG: the cells' polygons in x, y coloured
-        by ``values`` (one a cell or one an active cell, as for :meth:`to_vtk`), with a colour
-        bar; the axes are in the file's units. Needs matplotlib (``kelvara[viz]``)."""
+    def plot_layer(self, k: int, values: np.ndarray, path: Union[str, "os.PathLike[str]"],
+                   label: Optional[str] = None) -> None:
+        """Draws layer ``k`` (from 0) as a map to a PNG: the top faces of its cells in x, y
+        (the file's coordinates and units) coloured by ``values`` (one a cell or one an active
+        cell, as for :meth:`to_vtk`; cells without a value are left out), with a colour bar
+        named ``label``. Needs matplotlib (``kelvara[viz]``)."""
         from ._plot import plot_layer
 
-        plot_layer(self, k, values, path)
+        plot_layer(self, k, values, path, label)
 
     def __repr__(self) -> str:
         ni, nj, nk = self.dimensions
@@ -445,8 +448,9 @@ def open_grid(source: PathOrFile, *, dual: Optional[int] = None,
             scan = _scan(f, source, layout, mode)
             main = _plain_grids(f, source, scan, mode)
         main.mapaxes = file_mapaxes(f)
+        main.units = file_units(f)
         for g in main.local_grids.values():
-            g.mapaxes = main.mapaxes
+            g.mapaxes, g.units = main.mapaxes, main.units
         return main
 
 
