@@ -124,7 +124,8 @@ class Grid:
                    label: Optional[str] = None) -> None:
         """Draws layer ``k`` (from 0) as a map to a PNG: the top faces of its cells in x, y
         (the file's coordinates and units) coloured by ``values`` (one a cell or one an active
-        cell, as for :meth:`to_vtk`; cells without a value are left out), with a colour bar
+        cell, as for :meth:`to_vtk`; inactive cells and cells without a value are left
+        out), with a colour bar
         named ``label``. Needs matplotlib (``kelvara[viz]``)."""
         from ._plot import plot_layer
 

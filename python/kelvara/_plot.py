@@ -38,8 +38,11 @@ def plot_layer(grid: "Grid", k: int, values: object, path: Union[str, "os.PathLi
     name = label or "values"
     layer = per_cell(name, values, grid.actnum, grid.dual)[k * ni * nj:(k + 1) * ni * nj]
     polygons = layer_polygons(grid, k)
-    # Cells without a value, or without corners in the file, are left out of the map.
-    shown = np.isfinite(layer.astype(np.float64)) & np.isfinite(polygons).all(axis=(1, 2))
+    # Inactive cells, cells without a value and cells without corners in the file are left
+    # out of the map: inactive cells are often collapsed or stacked over the active ones.
+    active = grid.actnum.ravel(order="F")[k * ni * nj:(k + 1) * ni * nj] != 0
+    shown = (active & np.isfinite(layer.astype(np.float64))
+             & np.isfinite(polygons).all(axis=(1, 2)))
     if not shown.any():
         raise ValueError(f"grid {grid.name!r}: layer {k} has no cell with a value to draw")
 
