@@ -47,21 +47,22 @@ def _origin(source: PathOrFile) -> PathOrFile:
 
 
 class PillarGeometry:
-    """A corner-point grid's COORD and ZCORN sections."""
+    """A corner-point grid's COORD and ZCORN sections. They are checked when the geometry is
+    asked for, so that a grid file whose geometry is broken still opens."""
 
     def __init__(self, source: PathOrFile, path: str, f: EclipseFile, coord: Keyword,
                  zcorn: Keyword, dims: Tuple[int, int, int]):
-        ni, nj, nk = dims
-        for k, least in ((coord, 6 * (ni + 1) * (nj + 1)), (zcorn, 8 * ni * nj * nk)):
-            if k.type not in _FLOATS or k.count < least:
-                raise FormatError(path, f"{k.name} of {k.count} items ({k.type}) for a grid of "
-                                  f"{ni}x{nj}x{nk} cells, which needs {least} numbers",
-                                  k.position, k.name, k.position)
         self.origin, self.path, self.dims = _origin(source), path, dims
         self.coord, self.zcorn = _Section(f, coord), _Section(f, zcorn)
 
     def loaded(self) -> CellKernel:
         """Reads COORD and ZCORN (in the file's item types) and gives the kernel over them."""
+        ni, nj, nk = self.dims
+        for k, least in ((self.coord, 6 * (ni + 1) * (nj + 1)), (self.zcorn, 8 * ni * nj * nk)):
+            if k.type not in _FLOATS or k.count < least:
+                raise FormatError(self.path, f"{k.name} of {k.count} items ({k.type}) for a "
+                                  f"grid of {ni}x{nj}x{nk} cells, which needs {least} numbers",
+                                  k.position, k.name, k.position)
         source, _ = open_source(self.origin)
         try:
             coord = self.coord.read(source, self.path)
@@ -84,11 +85,7 @@ class ListedGeometry:
                  cells: np.ndarray, dims: Tuple[int, int, int]):
         self.origin, self.path, self.dims = _origin(source), path, dims
         types = np.array(f._type_list)[f._type_ids[corners]]
-        bad = (types != "REAL") | (f._counts[corners] < 24)
-        if bad.any():
-            k = f.keywords[int(corners[np.argmax(bad)])]
-            raise FormatError(path, "a CORNERS section that is not 24 REAL items", k.position,
-                              k.name, k.position)
+        self.bad = (types != "REAL") | (f._counts[corners] < 24)
         self.positions = f._positions[corners]
         self.counts = f._counts[corners]
         self.swaps = f._big_endian[corners]
@@ -96,6 +93,10 @@ class ListedGeometry:
 
     def values(self) -> np.ndarray:
         """(cells, 24) float32: the corners of every cell, NaN where the file gives none."""
+        if self.bad.any():
+            at = int(self.positions[np.argmax(self.bad)])
+            raise FormatError(self.path, "a CORNERS section that is not 24 REAL items", at,
+                              "CORNERS", at)
         ni, nj, nk = self.dims
         out = np.full((ni * nj * nk, 24), np.nan, dtype=np.float32)
         if self.cells.size == 0:
