@@ -112,7 +112,11 @@ def write_grid(grid: "Grid", path: Union[str, "os.PathLike[str]"],
         if not isinstance(name, str):
             raise TypeError(f"cell_data names must be str, not {type(name).__name__}")
         full = per_cell(name, values, grid.actnum, grid.dual)
-        data[name] = _vtk_array(full[chosen] if chosen is not None else full)
+        written = full[chosen] if chosen is not None else full
+        given = np.asarray(values).dtype
+        if given.kind in "iu" and written.dtype != given and not np.isnan(written).any():
+            written = written.astype(given)  # integers spread over the cells and back again
+        data[name] = _vtk_array(written)
     grid._source()  # a grid without geometry fails before the file is made
     text, sizes = _header(cells, data)
     with open(path, "wb") as out:
