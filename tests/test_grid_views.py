@@ -181,3 +181,24 @@ def test_command_refuses_in_one_line(tmp_path, capsys, extra, message):
     err = capsys.readouterr().err
     assert err == f"kelvara: error: {message}\n"
     assert not out.exists()
+
+
+def test_the_readme_example(write_ecl, tmp_path, monkeypatch, capsys):
+    import re
+    from pathlib import Path
+
+    from eclwriter import EclFile
+
+    readme = (Path(__file__).resolve().parents[1] / "README.md").read_text()
+    block = next(b for b in re.findall(r"```python\n(.*?)```", readme, re.S) if "to_vtk" in b)
+    ni, nj, nk = 2, 2, 1
+    g = egrid(ni, nj, nk, box_pillars([0, 1, 2], [0, 1, 2]), layered_zcorn(ni, nj, [5, 7]),
+              [1, 1, 0, 1], mapaxes=[0, 1, 0, 0, 1, 0])
+    write_ecl(g, "CASE.EGRID")
+    write_ecl(EclFile().add("PORO", "REAL", [0.1, 0.2, 0.3]), "CASE.INIT")
+    monkeypatch.chdir(tmp_path)
+    exec(compile(block, "README.md", "exec"), {})
+    assert capsys.readouterr().out.splitlines() == [
+        "(2, 2, 1, 3) (2, 2, 1)", "[0. 1. 0. 0. 1. 0.] METRES"]
+    assert len(meshio.read(tmp_path / "case.vtu").cells[0].data) == 3
+    assert png_size(tmp_path / "layer1.png") == (800, 650)

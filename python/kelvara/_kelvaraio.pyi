@@ -266,3 +266,13 @@ class _typed:
     @staticmethod
     def read_records(source: "_typed.Source", positions: Any, counts: Any, swaps: Any,
                      out: Any) -> Any: ...
+
+class _geometry:
+    """Corners, centres and exact trilinear volumes of grid cells (private; kelvara.Grid)."""
+
+    @staticmethod
+    def pillar_cells(coord: Any, zcorn: Any, ni: int, nj: int, nk: int, first: int, count: int,
+                     corners: Any = None, centers: Any = None, volumes: Any = None) -> None: ...
+    @staticmethod
+    def listed_cells(values: Any, first: int, count: int, corners: Any = None,
+                     centers: Any = None, volumes: Any = None) -> None: ...
