@@ -39,9 +39,15 @@ def _vtk_array(values: np.ndarray) -> np.ndarray:
     return values.astype(little if little in _VTK_TYPES else np.float64, copy=False)
 
 
+def _index_type(cells: int) -> np.dtype:
+    """Connectivity and offsets as 32-bit integers while the points' numbers fit them."""
+    return np.dtype("<i4") if cells * 8 < 2**31 else np.dtype("<i8")
+
+
 def _header(cells: int, data: Dict[str, np.ndarray]) -> Tuple[str, List[int]]:
     """The XML before the appended block, and the byte size of each array in it."""
-    sizes = [cells * 8 * 3 * 8, cells * 8 * 8, cells * 8, cells]
+    index = _index_type(cells)
+    sizes = [cells * 8 * 3 * 8, cells * 8 * index.itemsize, cells * index.itemsize, cells]
     names = list(data)
     sizes += [data[n].nbytes for n in names]
     offsets = np.concatenate([[0], np.cumsum(np.array(sizes, dtype=np.int64) + 8)])
@@ -60,8 +66,8 @@ def _header(cells: int, data: Dict[str, np.ndarray]) -> Tuple[str, List[int]]:
         {array("Float64", 0, ' NumberOfComponents="3"')}
       </Points>
       <Cells>
-        {array("Int64", int(offsets[1]), ' Name="connectivity"')}
-        {array("Int64", int(offsets[2]), ' Name="offsets"')}
+        {array(_VTK_TYPES[index], int(offsets[1]), ' Name="connectivity"')}
+        {array(_VTK_TYPES[index], int(offsets[2]), ' Name="offsets"')}
         {array("UInt8", int(offsets[3]), ' Name="types"')}
       </Cells>
       <CellData>{cell_arrays}
@@ -75,7 +81,12 @@ def _header(cells: int, data: Dict[str, np.ndarray]) -> Tuple[str, List[int]]:
 
 def _write_block(out: IO[bytes], values: np.ndarray) -> None:
     out.write(np.uint64(values.nbytes).tobytes())
-    out.write(np.ascontiguousarray(values).tobytes())
+    _write_values(out, values)
+
+
+def _write_values(out: IO[bytes], values: np.ndarray) -> None:
+    """The array's bytes, without a copy when it is contiguous."""
+    out.write(memoryview(np.ascontiguousarray(values)).cast("B"))
 
 
 def _write_points(out: IO[bytes], grid: "Grid", chosen: Optional[np.ndarray],
@@ -83,24 +94,28 @@ def _write_points(out: IO[bytes], grid: "Grid", chosen: Optional[np.ndarray],
     kernel = grid._source().loaded()
     out.write(np.uint64(total).tobytes())
     cells = int(np.prod(grid.dimensions))
-    buffer = np.empty((min(_SLAB_CELLS, cells), 24), dtype=np.float64)
+    buffer = np.empty((min(_SLAB_CELLS, cells), 8, 3), dtype=np.float64)
+    points = np.empty_like(buffer, dtype="<f8")
     for first in range(0, cells, _SLAB_CELLS):
         count = min(_SLAB_CELLS, cells - first)
         corners = buffer[:count]
-        kernel(first, count, corners, None, None)
+        kernel(first, count, corners.reshape(count, 24), None, None)
         if chosen is not None:
             corners = corners[chosen[first:first + count]]
-        points = corners.reshape(-1, 8, 3)[:, VTK_CORNER_ORDER]
-        out.write(points.astype("<f8", copy=False).tobytes())
+        ordered = points[:len(corners)]
+        np.take(corners, VTK_CORNER_ORDER, axis=1, out=ordered)
+        _write_values(out, ordered)
 
 
-def _write_counting(out: IO[bytes], n: int, start: int, step: int) -> None:
-    """start, start + step, ... (n values) as little-endian int64, a slab at a time: the
-    connectivity of the cells (each point once, in order) and their offsets."""
-    out.write(np.uint64(n * 8).tobytes())
+def _write_counting(out: IO[bytes], n: int, start: int, step: int, dtype: np.dtype) -> None:
+    """start, start + step, ... (n values of dtype), a slab at a time: the connectivity of the
+    cells (each point once, in order) and their offsets."""
+    out.write(np.uint64(n * dtype.itemsize).tobytes())
     for first in range(0, n, _SLAB_CELLS * 8):
-        values = np.arange(first, min(n, first + _SLAB_CELLS * 8), dtype="<i8")
-        out.write((start + step * values).astype("<i8", copy=False).tobytes())
+        values = np.arange(first, min(n, first + _SLAB_CELLS * 8), dtype=dtype)
+        values *= step
+        values += start
+        _write_values(out, values)
 
 
 def write_grid(grid: "Grid", path: Union[str, "os.PathLike[str]"],
@@ -122,8 +137,8 @@ def write_grid(grid: "Grid", path: Union[str, "os.PathLike[str]"],
     with open(path, "wb") as out:
         out.write(text.encode("utf-8"))
         _write_points(out, grid, chosen, sizes[0])
-        _write_counting(out, cells * 8, 0, 1)
-        _write_counting(out, cells, 8, 8)
+        _write_counting(out, cells * 8, 0, 1, _index_type(cells))
+        _write_counting(out, cells, 8, 8, _index_type(cells))
         _write_block(out, np.full(cells, VTK_HEXAHEDRON, dtype=np.uint8))
         for values in data.values():
             _write_block(out, values)
