@@ -202,3 +202,11 @@ def test_the_readme_example(write_ecl, tmp_path, monkeypatch, capsys):
         "(2, 2, 1, 3) (2, 2, 1)", "[0. 1. 0. 0. 1. 0.] METRES"]
     assert len(meshio.read(tmp_path / "case.vtu").cells[0].data) == 3
     assert png_size(tmp_path / "layer1.png") == (800, 650)
+
+
+def test_vtk_of_a_grid_with_broken_geometry_leaves_no_file(write_ecl, tmp_path):
+    grid = kelvara.open_grid(write_ecl(egrid(2, 1, 1, box_pillars([0, 1, 2], [0, 1]),
+                                             [0.0] * 15), "g.EGRID"))
+    with pytest.raises(kelvara.FormatError, match="ZCORN of 15 items"):
+        grid.to_vtk(tmp_path / "g.vtu")
+    assert not (tmp_path / "g.vtu").exists()

@@ -14,14 +14,15 @@ from xml.sax.saxutils import quoteattr
 
 import numpy as np
 
-from ._geometry import per_cell
+from ._geometry import CellKernel, per_cell
 
 if TYPE_CHECKING:
     from ._grid import Grid
 
 # VTK numbers a hexahedron's corners around the bottom face, then around the top one; the
-# grid's corners go by (i, j, k) offsets 000, 100, 010, 110, 001, 101, 011, 111.
-VTK_CORNER_ORDER = np.array([0, 1, 3, 2, 4, 5, 7, 6])
+# grid's corners go by (i, j, k) offsets 000, 100, 010, 110, 001, 101, 011, 111. The two orders
+# differ by these swaps.
+_VTK_SWAPS = ((2, 3), (6, 7))
 VTK_HEXAHEDRON = 12
 
 # Cells computed and written at a time.
@@ -89,9 +90,8 @@ def _write_values(out: IO[bytes], values: np.ndarray) -> None:
     out.write(memoryview(np.ascontiguousarray(values)).cast("B"))
 
 
-def _write_points(out: IO[bytes], grid: "Grid", chosen: Optional[np.ndarray],
-                  total: int) -> None:
-    kernel = grid._source().loaded()
+def _write_points(out: IO[bytes], grid: "Grid", kernel: CellKernel,
+                  chosen: Optional[np.ndarray], total: int) -> None:
     out.write(np.uint64(total).tobytes())
     cells = int(np.prod(grid.dimensions))
     buffer = np.empty((min(_SLAB_CELLS, cells), 8, 3), dtype="<f8")
@@ -102,10 +102,9 @@ def _write_points(out: IO[bytes], grid: "Grid", chosen: Optional[np.ndarray],
         kernel(first, count, corners.reshape(count, 24), None, None)
         if chosen is not None:
             corners = corners[chosen[first:first + count]]
-        # VTK's order differs from the grid's by corners 2 and 3, and 6 and 7: swapped in
-        # place, a column at a time (far cheaper than a gather of all eight).
+        # Swapped in place a column at a time: far cheaper than a gather of all eight.
         held = swap[:len(corners)]
-        for a, b in ((2, 3), (6, 7)):
+        for a, b in _VTK_SWAPS:
             held[:] = corners[:, a]
             corners[:, a] = corners[:, b]
             corners[:, b] = held
@@ -137,14 +136,19 @@ def write_grid(grid: "Grid", path: Union[str, "os.PathLike[str]"],
         if given.kind in "iu" and written.dtype != given and not np.isnan(written).any():
             written = written.astype(given)  # integers spread over the cells and back again
         data[name] = _vtk_array(written)
-    grid._source()  # a grid without geometry fails before the file is made
+    kernel = grid._source().loaded()  # a grid without geometry fails before the file is made
     text, sizes = _header(cells, data)
     with open(path, "wb") as out:
-        out.write(text.encode("utf-8"))
-        _write_points(out, grid, chosen, sizes[0])
-        _write_counting(out, cells * 8, 0, 1, _index_type(cells))
-        _write_counting(out, cells, 8, 8, _index_type(cells))
-        _write_block(out, np.full(cells, VTK_HEXAHEDRON, dtype=np.uint8))
-        for values in data.values():
-            _write_block(out, values)
-        out.write(b"\n  </AppendedData>\n</VTKFile>\n")
+        try:
+            out.write(text.encode("utf-8"))
+            _write_points(out, grid, kernel, chosen, sizes[0])
+            _write_counting(out, cells * 8, 0, 1, _index_type(cells))
+            _write_counting(out, cells, 8, 8, _index_type(cells))
+            _write_block(out, np.full(cells, VTK_HEXAHEDRON, dtype=np.uint8))
+            for values in data.values():
+                _write_block(out, values)
+            out.write(b"\n  </AppendedData>\n</VTKFile>\n")
+        except BaseException:
+            out.close()
+            os.unlink(path)  # no half-written file is left behind
+            raise
