@@ -47,6 +47,12 @@ def dtype_of(type_: str) -> np.dtype:
     raise ValueError(f"unknown section type {type_!r}")
 
 
+def data_position(position: int, count: int) -> int:
+    """The byte where the items of a section of count items, with its header at position,
+    start: behind its one header, or behind both for an array of more than 2^31 - 1 items."""
+    return position + (48 if count > _ONE_HEADER_ITEMS else 24)
+
+
 class Keyword:
     """One section of an ECLIPSE file: its ``name``, ``type`` (the four type characters),
     ``count`` (number of items), ``position`` (byte of its header) and ``occurrence`` (its index
@@ -255,9 +261,8 @@ class EclipseFile:
         position = int(self._positions[index])
         dtype = dtype_of(type_)
         out = np.empty(0 if type_ == "MESS" else count, dtype=dtype)
-        data = position + (48 if count > _ONE_HEADER_ITEMS else 24)
-        problem = _typed.read_into(self._source, data, bool(self._big_endian[index]), type_,
-                                   count, out)
+        problem = _typed.read_into(self._source, data_position(position, count),
+                                   bool(self._big_endian[index]), type_, count, out)
         if problem is not None:
             reason, at = problem
             raise FormatError(self.path, reason, at, self._name_list[int(self._name_ids[index])],

@@ -10,7 +10,7 @@ from typing import Callable, Optional, Tuple
 
 import numpy as np
 
-from ._api import EclipseFile, Keyword, dtype_of
+from ._api import EclipseFile, Keyword, data_position, dtype_of
 from ._errors import FormatError
 from ._kelvaraio import _geometry, _typed
 from ._source import PathOrFile, open_source
@@ -33,8 +33,8 @@ class _Section:
 
     def read(self, source: _typed.Source, path: str) -> np.ndarray:
         out = np.empty(self.count, dtype=dtype_of(self.type))
-        problem = _typed.read_into(source, self.position + 24, self.swap, self.type, self.count,
-                                  out)
+        problem = _typed.read_into(source, data_position(self.position, self.count), self.swap,
+                                  self.type, self.count, out)
         if problem is not None:
             raise FormatError(path, problem[0], problem[1], self.name, self.position)
         return out
