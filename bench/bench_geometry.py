@@ -207,9 +207,10 @@ def main(argv=None) -> int:
         growth = max(r["growth"] for r in runs["kelvara"])
         verdict(growth <= allowed, f"volumes() peak growth {growth / MIB:.1f} MiB "
                                    f"(target <= result + 2 x ZCORN = {allowed / MIB:.1f} MiB)")
+        size = int(np.load(folder / "vtk.npy")[0])
         verdict(best["vtk"] <= VTK_SECONDS_TARGET,
                 f"to_vtk of {cells} cells {best['vtk']:.3f} s (target <= "
-                f"{VTK_SECONDS_TARGET:g} s); file {int(np.load(folder / 'vtk.npy')[0]) / MIB:.0f} MiB")
+                f"{VTK_SECONDS_TARGET:g} s); file {size / MIB:.0f} MiB")
         ours, theirs = np.load(folder / "kelvara.npy"), np.load(folder / "numpy.npy")
         verdict(bool(np.allclose(ours, theirs, rtol=1e-9, atol=0)),
                 f"the volumes agree with NumPy's (max relative difference "
