@@ -27,6 +27,12 @@ class GridFile(EclFile):
         self.add("COORDS", "INTE", list(coords), **kw)
         return self.add("CORNERS", "REAL", [float(i) for i in range(corners)], **kw)
 
+    def corner_cell(self, ijk: Sequence[int], corners: Sequence[float], active: int = 1,
+                    **kw) -> "GridFile":
+        """One cell of a plain grid at (i, j, k) (from 1) with its 24 corner values."""
+        self.add("COORDS", "INTE", [ijk[0], ijk[1], ijk[2], 0, active, 0, 0], **kw)
+        return self.add("CORNERS", "REAL", [float(v) for v in corners], **kw)
+
     def cells(self, n: int, **kw) -> "GridFile":
         for i in range(n):
             self.cell(coords=(i + 1, 1, 1, i + 1, 1, 0, 0), corners=4, **kw)
@@ -73,6 +79,16 @@ class GridFile(EclFile):
         self.add("ZCORN", "REAL", [0.0] * (8 * nx * ny * nz), **kw)
         return self.add("ACTNUM", "INTE", list(actnum) if actnum is not None
                         else [1] * (nx * ny * nz), **kw)
+
+    def pillars(self, coord: Sequence[float], zcorn: Sequence[float],
+                actnum: Sequence[int] = None, type_: str = "REAL", **kw) -> "GridFile":
+        """COORD and ZCORN of the values given (REAL or DOUB), and ACTNUM when given."""
+        self.add("COORD", type_, [float(v) for v in coord], **kw)
+        self.add("ZCORN", type_, [float(v) for v in zcorn], **kw)
+        return self if actnum is None else self.add("ACTNUM", "INTE", list(actnum), **kw)
+
+    def mapaxes(self, values: Sequence[float], **kw) -> "GridFile":
+        return self.add("MAPAXES", "REAL", [float(v) for v in values], **kw)
 
     def endgrid(self, **kw) -> "GridFile":
         return self.add("ENDGRID", "INTE", [], **kw)

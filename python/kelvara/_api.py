@@ -48,6 +48,12 @@ def dtype_of(type_: str) -> np.dtype:
     raise ValueError(f"unknown section type {type_!r}")
 
 
+def data_position(position: int, count: int) -> int:
+    """The byte where the items of a section of count items, with its header at position,
+    start: behind its one header, or behind both for an array of more than 2^31 - 1 items."""
+    return position + (48 if count > _ONE_HEADER_ITEMS else 24)
+
+
 class Keyword:
     """One section of an ECLIPSE file: its ``name``, ``type`` (the four type characters),
     ``count`` (number of items), ``position`` (byte of its header) and ``occurrence`` (its index
@@ -261,9 +267,8 @@ class EclipseFile:
         if self._formatted:
             problem = self._formatted.read_into(index, type_, count, out)
         else:
-            data = position + (48 if count > _ONE_HEADER_ITEMS else 24)
-            problem = _typed.read_into(self._source, data, bool(self._big_endian[index]),
-                                       type_, count, out)
+            problem = _typed.read_into(self._source, data_position(position, count),
+                                       bool(self._big_endian[index]), type_, count, out)
         if problem is not None:
             reason, at = problem
             raise FormatError(self.path, reason, at, self._name_list[int(self._name_ids[index])],

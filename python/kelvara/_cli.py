@@ -10,6 +10,7 @@ from typing import Iterator, List, Optional, TextIO
 
 import numpy as np
 
+from . import _gridviews
 from ._api import EclipseFile, ProgressCallback
 from ._errors import FormatError
 from ._summary_cli import add_command as _add_summary_command
@@ -107,6 +108,9 @@ def _grid(args: argparse.Namespace) -> int:
 
     with _progress(args.file, sys.stderr) as progress:
         grid = open_grid(args.file, progress=progress)
+    if _gridviews.wanted(args):
+        _gridviews.run(args, grid)
+        return EXIT_OK
     sys.stdout.write(describe_grid(grid))
     return EXIT_OK
 
@@ -144,8 +148,10 @@ def _parser() -> argparse.ArgumentParser:
 
     grid = commands.add_parser("grid", help="describe the grids of an EGRID or GRID file",
                                description="Describe the grids of FILE (EGRID or GRID): "
-                                           "dimensions, active cells, local grids, NNCs.")
+                                           "dimensions, active cells, local grids, NNCs; "
+                                           "or write it as a VTK file or a layer map.")
     grid.add_argument("file", metavar="FILE")
+    _gridviews.add_arguments(grid)
     grid.set_defaults(run=_grid)
 
     _add_summary_command(commands)

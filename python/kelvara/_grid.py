@@ -6,7 +6,7 @@ import builtins
 import io
 import os
 import tempfile
-from typing import Dict, List, Optional, Tuple
+from typing import Dict, List, Mapping, Optional, Tuple, Union
 
 import numpy as np
 
@@ -14,6 +14,8 @@ from . import _kelvaraio
 from ._api import EclipseFile, Keyword, ProgressCallback
 from ._errors import FormatError
 from ._formatted import unformatted_skeleton
+from ._geometry import (ListedGeometry, PillarGeometry, apply_mapaxes, extended_geometry,
+                        file_mapaxes, file_units)
 from ._kelvaraio import _typed
 from ._source import PathOrFile
 
@@ -40,8 +42,18 @@ class Grid:
     (local grids, where the file gives them; ``host_cells`` holds the file's 1-based host cell
     numbers in the shape of ``actnum``); ``local_grids`` (on the main grid: every local grid of
     the file by name, in file order); ``nnc`` (the NNC classes of the scan and the NNC1, NNC2,
-    NNCL, NNCG arrays the file gives for this grid).
+    NNCL, NNCG arrays the file gives for this grid); ``mapaxes`` (the file's MAPAXES as six
+    float64 values, or ``None``); ``units`` (the length unit of GRIDUNIT, such as ``"METRES"``
+    or ``"FEET"``, or ``""``).
+
+    Geometry: :meth:`corners`, :meth:`centers`, :meth:`depths`, :meth:`volumes`, read from the
+    file when asked for (``COORD``/``ZCORN`` of an EGRID, ``CORNERS`` of a GRID), and
+    :meth:`to_vtk` and :meth:`plot_layer` to look at the grid.
     """
+
+    mapaxes: Optional[np.ndarray] = None
+    units: str = ""
+    _geometry: Optional[Union[PillarGeometry, ListedGeometry]] = None
 
     def __init__(self, name: str, dimensions: Tuple[int, int, int], dual: int,
                  actnum: np.ndarray, parent: Optional[str] = None,
@@ -60,6 +72,73 @@ class Grid:
     def active_cells(self) -> int:
         """Cells whose ACTNUM is not 0."""
         return int(np.count_nonzero(self.actnum))
+
+    # -- geometry ------------------------------------------------------------------------------
+
+    def _cells(self, width: int) -> np.ndarray:
+        """An empty float64 array of ``width`` values for each cell, in file order."""
+        ni, nj, nk = self.dimensions
+        return np.empty((nk, nj, ni, width), dtype=np.float64)
+
+    def _source(self) -> Union[PillarGeometry, ListedGeometry]:
+        if self._geometry is None:
+            raise ValueError(f"grid {self.name!r}: the file gives no geometry for it "
+                             "(no COORD and ZCORN, no CORNERS)")
+        return self._geometry
+
+    def corners(self, mapaxes: bool = False) -> np.ndarray:
+        """float64 (ni, nj, nk, 8, 3): x, y, z of the eight corners of each cell, by (i, j, k)
+        offsets in the order 000, 100, 010, 110, 001, 101, 011, 111; z positive down as in the
+        file. With ``mapaxes`` x and y are turned into map coordinates by the file's MAPAXES
+        (``ValueError`` when it has none). Cells a GRID file leaves out are NaN."""
+        if mapaxes and self.mapaxes is None:
+            raise ValueError(f"grid {self.name!r}: the file has no MAPAXES")
+        out = self._cells(24)
+        self._source().compute(out, None, None)
+        out = out.reshape(out.shape[:3] + (8, 3))
+        if mapaxes:
+            apply_mapaxes(out, self.mapaxes)
+        return out.transpose(2, 1, 0, 3, 4)
+
+    def centers(self) -> np.ndarray:
+        """float64 (ni, nj, nk, 3): the mean of the eight corners of each cell."""
+        out = self._cells(3)
+        self._source().compute(None, out, None)
+        return out.transpose(2, 1, 0, 3)
+
+    def depths(self) -> np.ndarray:
+        """float64 (ni, nj, nk): the z of the centres."""
+        return self.centers()[..., 2]
+
+    def volumes(self) -> np.ndarray:
+        """float64 (ni, nj, nk): the exact volume of the trilinear cell that the eight corners
+        span (0 for a collapsed cell), in the file's units cubed."""
+        out = self._cells(1)
+        self._source().compute(None, None, out)
+        return out[..., 0].transpose(2, 1, 0)
+
+    def to_vtk(self, path: Union[str, "os.PathLike[str]"],
+               cell_data: Optional[Mapping[str, np.ndarray]] = None,
+               active_only: bool = True) -> None:
+        """Writes the grid as a VTK unstructured grid (``.vtu``) of hexahedra, with the arrays
+        of ``cell_data`` as cell data: each one value a cell (ni * nj * nk, i fastest, or shaped
+        (ni, nj, nk)) or one an active cell, as INIT and restart files give them. With
+        ``active_only`` only the active cells are written, otherwise all of them (cells
+        without a value get NaN)."""
+        from ._vtk import write_grid
+
+        write_grid(self, path, cell_data, active_only)
+
+    def plot_layer(self, k: int, values: np.ndarray, path: Union[str, "os.PathLike[str]"],
+                   label: Optional[str] = None) -> None:
+        """Draws layer ``k`` (from 0) as a map to a PNG: the top faces of its cells in x, y
+        (the file's coordinates and units) coloured by ``values`` (one a cell or one an active
+        cell, as for :meth:`to_vtk`; inactive cells and cells without a value are left
+        out), with a colour bar
+        named ``label``. Needs matplotlib (``kelvara[viz]``)."""
+        from ._plot import plot_layer
+
+        plot_layer(self, k, values, path, label)
 
     def __repr__(self) -> str:
         ni, nj, nk = self.dimensions
@@ -261,7 +340,7 @@ def _nnc(f: EclipseFile, entry: dict) -> Dict[str, object]:
     return out
 
 
-def _extended_grids(f: EclipseFile, scan: dict, dual: int) -> Grid:
+def _extended_grids(f: EclipseFile, source: PathOrFile, scan: dict, dual: int) -> Grid:
     grids: Dict[str, Grid] = {}
     for name in dict.fromkeys(scan["__grid_names__"]):
         entry = scan["__grids__"].get(name)
@@ -282,10 +361,12 @@ def _extended_grids(f: EclipseFile, scan: dict, dual: int) -> Grid:
         if "HOSTNUM" in entry:
             host = _shaped(f, _keyword_at(f, entry["HOSTNUM"].position), dims)
         grids[name] = Grid(name, dims, dual, actnum, parent, host, _nnc(f, entry))
+        grids[name]._geometry = extended_geometry(
+            source, f, _keyword_at(f, entry["GRIDHEAD"].position), dims)
     return _assemble(f, grids)
 
 
-def _plain_grids(f: EclipseFile, scan: dict, dual: int) -> Grid:
+def _plain_grids(f: EclipseFile, source: PathOrFile, scan: dict, dual: int) -> Grid:
     divisor = 2 if dual > 0 else 1
     # Each grid's cells lie from its opening section (DIMENS, LGR) to the next grid's.
     openings = [k for k in f if k.name == "LGR" or (k.name == "DIMENS" and k.occurrence == 0)]
@@ -310,19 +391,21 @@ def _plain_grids(f: EclipseFile, scan: dict, dual: int) -> Grid:
         dims = (items[first], items[first + 1], int(items[first + 2] / divisor))
         stored = (dims[0], dims[1], dims[2] * divisor)
         lo, hi = np.searchsorted(coords, [starts[n], starts[n + 1]])
-        actnum, host = _cells_of(f, coords[lo:hi], stored)
+        actnum, host, cells = _cells_of(f, coords[lo:hi], stored)
         grids[name] = Grid(name, dims, dual, actnum, parents[n], host if n else None,
                            _nnc(f, entry))
+        grids[name]._geometry = _listed(f, source, coords[lo:hi], cells, dims)
     return _assemble(f, grids)
 
 
-def _cells_of(f: EclipseFile, coords: np.ndarray,
-              dims: Tuple[int, int, int]) -> Tuple[np.ndarray, Optional[np.ndarray]]:
+def _cells_of(f: EclipseFile, coords: np.ndarray, dims: Tuple[int, int, int]
+              ) -> Tuple[np.ndarray, Optional[np.ndarray], np.ndarray]:
     """ACTNUM and host cells of a plain grid from its COORDS records (i, j, k, number,
-    activity, host, ...), one per stored cell; cells the file leaves out are inactive."""
+    activity, host, ...), one per stored cell, and the number of the cell of each record (i
+    fastest); cells the file leaves out are inactive."""
     actnum = np.zeros(dims, dtype=np.int32, order="F")
     if coords.size == 0:
-        return actnum, None
+        return actnum, None, np.zeros(0, dtype=np.int64)
     bad = [i for i in coords.tolist() if f._type_list[f._type_ids[i]] != "INTE"]
     if bad:
         k = f.keywords[bad[0]]
@@ -355,7 +438,24 @@ def _cells_of(f: EclipseFile, coords: np.ndarray,
     if (f._counts[coords] >= 7).all():
         host = np.zeros(dims, dtype=np.int32, order="F")
         host[ijk[:, 0], ijk[:, 1], ijk[:, 2]] = records[:, 5]
-    return actnum, host
+    cells = ijk[:, 0] + dims[0] * (ijk[:, 1] + dims[1] * ijk[:, 2])
+    return actnum, host, cells
+
+
+def _listed(f: EclipseFile, source: PathOrFile, coords: np.ndarray, cells: np.ndarray,
+            dims: Tuple[int, int, int]) -> Optional[ListedGeometry]:
+    """The geometry of a plain grid: the CORNERS section after each COORDS. A dual grid stores
+    its matrix layers first and its fracture layers after them on the same corners; the
+    geometry is that of the matrix layers."""
+    corners = coords + 1
+    if corners.size == 0 or corners[-1] >= len(f):
+        return None
+    paired = np.array(f._name_list)[f._name_ids[corners]] == "CORNERS"
+    inside = cells < dims[0] * dims[1] * dims[2]
+    keep = paired & inside
+    if not keep.any():
+        return None
+    return ListedGeometry(source, f.path, f, corners[keep], cells[keep], dims)
 
 
 def _assemble(f: EclipseFile, grids: Dict[str, Grid]) -> Grid:
@@ -384,11 +484,17 @@ def open_grid(source: PathOrFile, *, dual: Optional[int] = None,
             if dual is not None and dual != file_dual:
                 raise ValueError(f"{f.path}: FILEHEAD gives dual mode {file_dual}, not {dual}")
             scan = _scan(f, source, layout, file_dual)
-            return _extended_grids(f, scan, file_dual)
-        mode = 0 if dual is None else dual
-        checker.plain(mode)
-        scan = _scan(f, source, layout, mode)
-        return _plain_grids(f, scan, mode)
+            main = _extended_grids(f, source, scan, file_dual)
+        else:
+            mode = 0 if dual is None else dual
+            checker.plain(mode)
+            scan = _scan(f, source, layout, mode)
+            main = _plain_grids(f, source, scan, mode)
+        main.mapaxes = file_mapaxes(f)
+        main.units = file_units(f)
+        for g in main.local_grids.values():
+            g.mapaxes, g.units = main.mapaxes, main.units
+        return main
 
 
 def describe_grid(grid: Grid) -> str:

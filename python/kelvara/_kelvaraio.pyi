@@ -304,3 +304,13 @@ class _summary:
     @staticmethod
     def gather(file: _File, positions: Any, swaps: Any, items: int, columns: Any,
                out: Any) -> Any: ...
+
+class _geometry:
+    """Corners, centres and exact trilinear volumes of grid cells (private; kelvara.Grid)."""
+
+    @staticmethod
+    def pillar_cells(coord: Any, zcorn: Any, ni: int, nj: int, nk: int, first: int, count: int,
+                     corners: Any = None, centers: Any = None, volumes: Any = None) -> None: ...
+    @staticmethod
+    def listed_cells(values: Any, first: int, count: int, corners: Any = None,
+                     centers: Any = None, volumes: Any = None) -> None: ...

@@ -2,6 +2,7 @@
 #include "bindings/Common.h"
 #include "bindings/EclipseBindings.h"
 #include "bindings/FormattedBindings.h"
+#include "bindings/GeometryBindings.h"
 #include "bindings/ImexBindings.h"
 #include "bindings/MoresBindings.h"
 #include "bindings/ReaderTranslators.h"
@@ -31,4 +32,5 @@ PYBIND11_MODULE(_kelvaraio, m) {
     ExposeTypedRead(m);
     ExposeSummary(m);
     ExposeFormatted(m);
+    ExposeGeometry(m);
 }
