@@ -33,6 +33,11 @@ def same_grid(a, b):
             assert np.array_equal(value, b.nnc[key]), key
         else:
             assert value == b.nnc[key], key
+    assert (a._geometry is None) == (b._geometry is None)
+    if a._geometry is not None:
+        # The text is written with exact digits: the corners are the same numbers.
+        assert np.array_equal(a.corners(), b.corners(), equal_nan=True)
+        assert np.array_equal(a.volumes(), b.volumes(), equal_nan=True)
     assert list(a.local_grids) == list(b.local_grids)
     for name in a.local_grids:
         same_grid(a.local_grids[name], b.local_grids[name])

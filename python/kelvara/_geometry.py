@@ -23,15 +23,19 @@ CellKernel = Callable[..., None]
 
 
 class _Section:
-    """A section that is read only when its values are needed."""
+    """A section that is read only when its values are needed. A formatted file's section is
+    parsed at once instead: its text has no fixed place for each item to come back to."""
 
-    __slots__ = ("name", "type", "count", "position", "swap")
+    __slots__ = ("name", "type", "count", "position", "swap", "values")
 
     def __init__(self, f: EclipseFile, k: Keyword):
         self.name, self.type, self.count, self.position = k.name, k.type, k.count, k.position
         self.swap = bool(f._big_endian[k.index])
+        self.values = k.read() if f._formatted else None
 
     def read(self, source: _typed.Source, path: str) -> np.ndarray:
+        if self.values is not None:
+            return self.values
         out = np.empty(self.count, dtype=dtype_of(self.type))
         problem = _typed.read_into(source, data_position(self.position, self.count), self.swap,
                                   self.type, self.count, out)
@@ -90,6 +94,12 @@ class ListedGeometry:
         self.counts = f._counts[corners]
         self.swaps = f._big_endian[corners]
         self.cells = cells
+        # A formatted file's sections are parsed while it is open: its text has no fixed place
+        # for each item to come back to later.
+        self.parsed = None
+        if f._formatted and not self.bad.any():
+            self.parsed = np.array([f._read_section(int(i))[:24] for i in corners],
+                                   dtype=np.float32).reshape(-1, 24)
 
     def values(self) -> np.ndarray:
         """(cells, 24) float32: the corners of every cell, NaN where the file gives none."""
@@ -100,6 +110,9 @@ class ListedGeometry:
         ni, nj, nk = self.dims
         out = np.full((ni * nj * nk, 24), np.nan, dtype=np.float32)
         if self.cells.size == 0:
+            return out
+        if self.parsed is not None:
+            out[self.cells] = self.parsed
             return out
         # REAL items are four bytes like INTE ones: the record read brings them in with one call
         # for all the sections, and the rows are then seen as the floats they are.
