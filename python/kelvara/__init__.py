@@ -39,6 +39,7 @@ from ._kelvaraio import eclipse, imex, mores
 from ._errors import FormatError
 from ._api import EclipseFile, Keyword, open
 from ._grid import Grid, open_grid
+from ._ensemble import Ensemble, open_ensemble
 
 __version__ = "0.1.0"
 
@@ -67,6 +68,7 @@ __all__ = [
     "SGridInfoAssembly",
     "TConnectionRef",
     "EclipseFile",
+    "Ensemble",
     "FormatError",
     "Grid",
     "Keyword",
@@ -75,4 +77,5 @@ __all__ = [
     "mores",
     "open",
     "open_grid",
+    "open_ensemble",
 ]
