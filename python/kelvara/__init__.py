@@ -39,6 +39,7 @@ from ._kelvaraio import eclipse, imex, mores
 from ._errors import FormatError
 from ._api import EclipseFile, Keyword, open
 from ._grid import Grid, open_grid
+from ._summary import Summary, open_summary
 from ._ensemble import Ensemble, open_ensemble
 
 __version__ = "0.1.0"
@@ -78,4 +79,6 @@ __all__ = [
     "open",
     "open_grid",
     "open_ensemble",
+    "Summary",
+    "open_summary",
 ]

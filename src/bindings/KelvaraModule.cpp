@@ -5,6 +5,7 @@
 #include "bindings/MoresBindings.h"
 #include "bindings/ReaderTranslators.h"
 #include "bindings/SectionCatalogue.h"
+#include "bindings/SummaryBindings.h"
 #include "bindings/TypedReadBindings.h"
 
 PYBIND11_MODULE(_kelvaraio, m) {
@@ -27,4 +28,5 @@ PYBIND11_MODULE(_kelvaraio, m) {
     ExposeMores(mores);
 
     ExposeTypedRead(m);
+    ExposeSummary(m);
 }
