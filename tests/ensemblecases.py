@@ -76,3 +76,31 @@ def write_realization(root: Path, r: int, files: Iterable[str] = ("UNRST", "INIT
 def write_ensemble(root: Path, realizations: Iterable[int]) -> list:
     """Writes every realization and gives their case paths."""
     return [write_realization(root, r) for r in realizations]
+
+
+# -- summaries -----------------------------------------------------------------------------------
+
+SUMMARY_KEYS = ["FOPR", "WOPR:OP_1", "WBHP:OP_1", "GOPR:G1"]
+
+
+def summary_case(r: int, name: str = "CASE"):
+    """Realization r's summary: TIME and four vectors whose values tell realization, time step
+    and column apart; realization r has 2 + r % 3 report steps, so lengths differ."""
+    from summarywriter import Case, Column
+
+    columns = [Column("TIME", unit="DAYS"), Column("FOPR", unit="SM3/DAY"),
+               Column("WOPR", "OP_1", unit="SM3/DAY"), Column("WBHP", "OP_1", unit="BARSA"),
+               Column("GOPR", "G1", unit="SM3/DAY")]
+    steps = [[10.0 * s + 1.0, 10.0 * s + 5.0] for s in range(2 + r % 3)]
+    order = LITTLE if r % 2 else BIG
+    return Case(name, columns, steps, order=order, start=(1 + r, 2, 2001),
+                values=lambda t, c: float(r * 1000 + t * 10 + c) + 0.5)
+
+
+def write_summary(root: Path, r: int, **kw) -> Path:
+    """Writes realization r's summary (unified for even r, numbered for odd r unless given) and
+    gives its case path (without extension)."""
+    folder = root / f"realization-{r}"
+    kw.setdefault("unified", r % 2 == 0)
+    summary_case(r).write(folder, **kw)
+    return folder / "CASE"

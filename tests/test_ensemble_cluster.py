@@ -7,7 +7,7 @@ import numpy as np
 import pytest
 
 import kelvara
-from ensemblecases import CELLS, pressure, write_ensemble
+from ensemblecases import CELLS, SUMMARY_KEYS, pressure, write_ensemble, write_summary
 
 distributed = pytest.importorskip("distributed")
 
@@ -137,3 +137,24 @@ def test_on_error_raise_on_worker_processes_gives_the_format_error_whole(client,
     assert info.value.path == str(broken)
     assert isinstance(info.value.position, int)
     assert ens.failed == {}
+
+
+def test_summary_on_two_worker_processes_equals_the_plain_loop(client, tmp_path):
+    import pandas as pd
+    for r in range(5):
+        write_summary(tmp_path, r)
+    (tmp_path / "realization-3" / "CASE.SMSPEC").write_bytes(b"broken")
+    ens = kelvara.open_ensemble(str(tmp_path / "realization-*" / "CASE"))
+    got = ens.summary(SUMMARY_KEYS, report_only=False).compute().reset_index(drop=True)
+    parts = []
+    for r, path in zip(ens.realizations, ens.paths):
+        if r == 3:
+            continue
+        with kelvara.open_summary(path) as s:
+            frame = s.to_pandas(SUMMARY_KEYS).reset_index()
+        frame.insert(0, "REAL", np.int64(r))
+        parts.append(frame)
+    expected = pd.concat(parts, ignore_index=True)
+    pd.testing.assert_frame_equal(got, expected, check_dtype=True)
+    assert list(ens.failed) == [3]
+    assert ens.failed[3].startswith("FormatError: " + str(tmp_path / "realization-3"))

@@ -27,8 +27,8 @@ import numpy as np
 from . import _api
 
 # The extensions by which a user may name a case; stripped to find the case's other files.
-_CASE_EXTENSIONS = {"SMSPEC", "FSMSPEC", "UNSMRY", "FUNSMRY", "DATA", "UNRST", "FUNRST", "INIT",
-                    "FINIT", "EGRID", "FEGRID"}
+_CASE_EXTENSION = re.compile(
+    r"\.(F?SMSPEC|F?UNSMRY|DATA|F?UNRST|F?INIT|F?EGRID|F?GRID|[SAXF]\d{4})$", re.IGNORECASE)
 _SOURCES = ("UNRST", "INIT", "EGRID")
 _ON_ERROR = ("skip", "raise")
 
@@ -49,6 +49,7 @@ def _topic(token: str) -> str:
 
 
 def _failure_text(error: BaseException) -> str:
+    """The class and text of a realization's error, as a traceback's last line shows them."""
     return f"{type(error).__name__}: {error}"
 
 
@@ -93,8 +94,7 @@ def _default_client() -> Any:
 
 def case_base(path: str) -> str:
     """The case's path without a known extension: ``run/CASE.SMSPEC`` -> ``run/CASE``."""
-    stem, ext = os.path.splitext(path)
-    return stem if ext[1:].upper() in _CASE_EXTENSIONS else path
+    return _CASE_EXTENSION.sub("", path)
 
 
 def _expand(cases: Union[str, "os.PathLike[str]", Iterable[Any]]) -> List[str]:
@@ -175,6 +175,9 @@ class _Task:
     def __setstate__(self, state: Tuple[str, bool, int, str]) -> None:
         self.token, self.skip, self.realization, self.path = state
 
+    def __dask_tokenize__(self) -> Tuple[str, bool, int, str]:
+        return self.__getstate__()
+
     def failed(self, error: BaseException) -> None:
         """Records the failure, or raises it again when the ensemble raises."""
         if not self.skip:
@@ -202,20 +205,12 @@ def _empty_frame(realization: int, keys: Sequence[str]) -> Any:
                          np.empty((0, len(keys)), np.float32), keys)
 
 
-def report_dates(summary: Any) -> np.ndarray:
-    """The date of the last time step of each report step."""
-    steps = np.asarray(summary.report_steps)
-    last = np.flatnonzero(np.r_[steps[1:] != steps[:-1], True]) if len(steps) else steps
-    return np.asarray(summary.dates)[last]
-
-
 def _summary_part(task: _Task, keys: Tuple[str, ...], report_only: bool) -> Any:
     from ._summary import open_summary
     try:
         with open_summary(task.path) as s:
-            values = s.values(list(keys), report_only=report_only)
-            dates = report_dates(s) if report_only else np.asarray(s.dates)
-        return summary_frame(task.realization, dates, values, keys)
+            frame = s.to_pandas(list(keys), report_only=report_only)
+        return summary_frame(task.realization, frame.index.to_numpy(), frame.to_numpy(), keys)
     except _READ_FAILURES as error:
         task.failed(error)
         return _empty_frame(task.realization, keys)
@@ -363,16 +358,14 @@ class Ensemble:
 
         def probe(path: str) -> None:
             with open_summary(path) as s:
-                missing = [k for k in keys if k not in s]
-                if missing:
-                    s.vector(missing[0])  # raises the summary's KeyError, with close keys
+                for key in keys:
+                    s.unit(key)  # the summary's KeyError, naming close keys, for a key it lacks
 
         self._first(probe)
         self._watch_cluster()
         meta = _empty_frame(0, keys)
         return dd.from_map(_summary_part, self._tasks(), args=(tuple(keys), bool(report_only)),
-                           meta=meta, label="kelvara-summary",
-                           token=f"{self._token}-{'-'.join(keys)}-{int(bool(report_only))}")
+                           meta=meta, label="kelvara-summary")
 
     # -- keywords --------------------------------------------------------------------------------
 
