@@ -12,6 +12,7 @@ import numpy as np
 
 from ._api import EclipseFile, ProgressCallback
 from ._errors import FormatError
+from ._summary_cli import add_command as _add_summary_command
 
 # Files at least this large show a progress bar while they are walked (on a terminal).
 PROGRESS_MIN_BYTES = 64 << 20
@@ -146,6 +147,8 @@ def _parser() -> argparse.ArgumentParser:
                                            "dimensions, active cells, local grids, NNCs.")
     grid.add_argument("file", metavar="FILE")
     grid.set_defaults(run=_grid)
+
+    _add_summary_command(commands)
     return parser
 
 

@@ -12,9 +12,6 @@ namespace kelvara::bindings {
 
 namespace {
 
-// The sliding buffer of a gather of many columns.
-constexpr std::size_t gather_buffer_bytes = std::size_t(8) << 20;
-
 template <class T>
 using CArray = py::array_t<T, py::array::c_style | py::array::forcecast>;
 
@@ -41,7 +38,7 @@ py::object Gather(py::handle p_file, CArray<std::int64_t> p_positions, CArray<bo
     eclipse::TFormatProblem problem;
     {
         py::gil_scoped_release release;
-        problem = summary::GatherColumns(*file, in, wanted, out, gather_buffer_bytes, failed);
+        problem = summary::GatherColumns(*file, in, wanted, out, failed);
     }
     if (!problem) return py::none();
     return py::make_tuple(latin1(problem.message), problem.position, failed);

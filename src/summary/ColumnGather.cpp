@@ -9,6 +9,7 @@
 
 #include "eclipse/ItemType.h"
 #include "eclipse/TypedRead.h"
+#include "stream/MappedWindow.h"
 
 namespace kelvara::summary {
 
@@ -26,13 +27,6 @@ std::uint32_t load_word(const char* p_at, bool p_swap) {
     std::uint32_t word;
     std::memcpy(&word, p_at, 4);
     return p_swap ? __builtin_bswap32(word) : word;
-}
-
-float load_float(const char* p_at, bool p_swap) {
-    const std::uint32_t word = load_word(p_at, p_swap);
-    float value;
-    std::memcpy(&value, &word, 4);
-    return value;
 }
 
 // Byte offset of item p_item from the start of a record's data, in the standard block layout.
@@ -90,10 +84,7 @@ class Layout {
 
     // One row from the data of a whole record held at p_data.
     void gather_row(const char* p_data, bool p_swap, float* p_row) const {
-        for (std::size_t j = 0; j < m_offsets.size(); ++j) {
-            p_row[j] = m_offsets[j] < 0 ? std::numeric_limits<float>::quiet_NaN()
-                                        : load_float(p_data + m_offsets[j], p_swap);
-        }
+        copy_runs(m_data_runs, p_data, p_swap, p_row);
     }
 
     // Reads the item groups of the record whose data starts at p_data into p_scratch (their bytes
@@ -108,16 +99,60 @@ class Layout {
             if (!frames_fit(p_scratch + at, group.from, group.to, p_swap, false)) return false;
             at += group.to - group.from;
         }
-        for (std::size_t j = 0; j < m_offsets.size(); ++j) {
-            p_row[j] = m_offsets[j] < 0 ? std::numeric_limits<float>::quiet_NaN()
-                                        : load_float(p_scratch + m_in_scratch[j], p_swap);
-        }
+        copy_runs(m_scratch_runs, p_scratch, p_swap, p_row);
         return true;
     }
 
     std::int64_t group_bytes() const { return m_group_bytes; }
 
   private:
+    // Columns whose items lie side by side in the bytes they are taken from, copied as one.
+    struct Run {
+        std::size_t column;
+        std::int64_t from;  // byte of the first item, -1 for columns that read NaN
+        std::size_t count;
+    };
+
+    static std::vector<Run> make_runs(const std::vector<std::int64_t>& p_from) {
+        std::vector<Run> runs;
+        for (std::size_t j = 0; j < p_from.size(); ++j) {
+            if (!runs.empty()) {
+                Run& last = runs.back();
+                const bool missing = last.from < 0 && p_from[j] < 0;
+                const bool next = last.from >= 0 &&
+                                  p_from[j] == last.from + std::int64_t(last.count) * item_bytes;
+                if (missing || next) {
+                    ++last.count;
+                    continue;
+                }
+            }
+            runs.push_back({j, p_from[j] < 0 ? -1 : p_from[j], 1});
+        }
+        return runs;
+    }
+
+    static void copy_runs(const std::vector<Run>& p_runs, const char* p_source, bool p_swap,
+                          float* p_row) {
+        for (const Run& run : p_runs) {
+            float* out = p_row + run.column;
+            if (run.from < 0) {
+                std::fill(out, out + run.count, std::numeric_limits<float>::quiet_NaN());
+                continue;
+            }
+            const char* in = p_source + run.from;
+            if (!p_swap) {
+                std::memcpy(out, in, run.count * item_bytes);
+                continue;
+            }
+            for (std::size_t i = 0; i < run.count; ++i) {
+                std::uint32_t word;
+                std::memcpy(&word, in + i * item_bytes, 4);
+                word = __builtin_bswap32(word);
+                std::memcpy(out + i, &word, 4);
+            }
+        }
+    }
+
     struct Group {
         std::int64_t from;  // the leading length of the group's first block
         std::int64_t to;    // just past its last wanted item
@@ -157,6 +192,11 @@ class Layout {
                            m_groups.begin() - 1;
             m_in_scratch[j] = base[g] + (m_offsets[j] - m_groups[g].from);
         }
+        for (std::size_t j = 0; j < m_offsets.size(); ++j) {
+            if (m_offsets[j] < 0) m_in_scratch[j] = -1;
+        }
+        m_data_runs = make_runs(m_offsets);
+        m_scratch_runs = make_runs(m_in_scratch);
     }
 
     std::int64_t m_items;
@@ -166,37 +206,39 @@ class Layout {
     std::vector<std::int64_t> m_in_scratch;  // of each column's item among the groups read
     std::vector<Group> m_groups;
     std::int64_t m_group_bytes = 0;
+    std::vector<Run> m_data_runs;     // a row from a whole record
+    std::vector<Run> m_scratch_runs;  // a row from the item groups read
 };
 
-// A buffer that holds a stretch of the file and slides forward to the bytes asked for.
+// The bytes of whole records, straight from the file's mapped pages; a record that straddles
+// two windows of the mapping (or a file that cannot be mapped) is copied into a buffer of one
+// record.
 class Window {
   public:
-    Window(const stream::SharedFile& p_file, std::size_t p_capacity)
-        : m_file(p_file), m_capacity(p_capacity), m_data(new char[p_capacity]) {}
+    Window(const stream::SharedFile& p_file, std::int64_t p_record_bytes)
+        : m_file(p_file), m_scratch(static_cast<std::size_t>(p_record_bytes)) {}
 
     // The bytes [p_from, p_from + p_size) of the file, or nullptr when the file ends before.
     const char* hold(std::int64_t p_from, std::int64_t p_size) {
-        if (p_from < m_from || p_from + p_size > m_from + m_size) {
-            m_from = p_from;
-            m_size = static_cast<std::int64_t>(m_file.read_at(m_data.get(), m_capacity, p_from));
-            if (p_size > m_size) return nullptr;
-        }
-        return m_data.get() + (p_from - m_from);
+        const auto size = static_cast<std::size_t>(p_size);
+        std::size_t avail = 0;
+        const char* data = m_map.view(m_file, p_from, avail);
+        if (data != nullptr && avail >= size) return data;
+        if (m_map.read_at(m_file, m_scratch.data(), size, p_from) != size) return nullptr;
+        return m_scratch.data();
     }
 
   private:
     const stream::SharedFile& m_file;
-    std::size_t m_capacity;
-    std::unique_ptr<char[]> m_data;
-    std::int64_t m_from = 0;
-    std::int64_t m_size = 0;
+    stream::MappedWindow m_map;
+    std::vector<char> m_scratch;
 };
 
 }  // namespace
 
 eclipse::TFormatProblem GatherColumns(const stream::SharedFile& p_file, const TRecords& p_records,
                                       const TColumns& p_columns, float* p_out,
-                                      std::size_t p_buffer_bytes, std::size_t& p_failed) {
+                                      std::size_t& p_failed) {
     if (p_records.size == 0 || p_columns.size == 0) return {};
     const Layout layout(p_records, p_columns);
     const bool sparse = layout.sparse_cost() * 4 < layout.bytes();
@@ -205,9 +247,7 @@ eclipse::TFormatProblem GatherColumns(const stream::SharedFile& p_file, const TR
     if (sparse) {
         scratch.resize(static_cast<std::size_t>(layout.group_bytes()));
     } else {
-        window = std::make_unique<Window>(
-            p_file,
-            std::max<std::size_t>(p_buffer_bytes, static_cast<std::size_t>(layout.bytes())));
+        window = std::make_unique<Window>(p_file, layout.bytes());
     }
     std::vector<float> whole;  // one record read through the checked walk, when frames differ
     eclipse::TItemType real;

@@ -27,12 +27,12 @@ struct TColumns {
 // record, in native byte order. The item positions are computed once from the standard block
 // layout (1000 items a block); the leading length of every block an item is taken from is checked,
 // and a record whose frames differ is read whole through the checked frame walk instead. Few
-// columns are read item group by item group; many are read through one buffer of at most
-// p_buffer_bytes (or one record, when a record is larger) that slides over the file, so that all
-// columns take one pass. Takes no lock and calls nothing of Python. On a problem, p_failed
-// receives the index of the record concerned; p_out is then undefined.
+// columns are read item group by item group; many are read from the file's pages through a
+// mapped window that slides over the file, so that all columns take one pass and no more than a
+// window (and one record) of the file is held at a time. Takes no lock and calls nothing of Python.
+// On a problem, p_failed receives the index of the record concerned; p_out is then undefined.
 eclipse::TFormatProblem GatherColumns(const stream::SharedFile& p_file, const TRecords& p_records,
                                       const TColumns& p_columns, float* p_out,
-                                      std::size_t p_buffer_bytes, std::size_t& p_failed);
+                                      std::size_t& p_failed);
 
 }  // namespace kelvara::summary
