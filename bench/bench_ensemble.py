@@ -31,11 +31,12 @@ import json
 import os
 import shutil
 import struct
-import subprocess
 import sys
 import tempfile
 import time
 from pathlib import Path
+
+from benchfiles import Verdicts, run_child
 
 SPEEDUP_TARGET = 1.5
 VECTORS = 2000
@@ -126,6 +127,10 @@ def digest(array) -> str:
 def child(kind: str, root: Path) -> dict:
     import numpy as np
     import kelvara
+    import pandas  # noqa: F401  (imports are not timed: pandas and dask take about a second)
+    if not kind.endswith("-loop"):
+        import dask.array  # noqa: F401
+        import dask.dataframe  # noqa: F401
 
     pattern = str(root / "realization-*" / "BENCH")
     if kind in ("summary-loop", "read-loop"):
@@ -155,7 +160,7 @@ def child(kind: str, root: Path) -> dict:
         from distributed import Client, LocalCluster
         workers = int(kind[-1])
         with LocalCluster(n_workers=workers, threads_per_worker=1, processes=True,
-                          dashboard_address=None) as cluster, Client(cluster) as client:
+                          dashboard_address=":0") as cluster, Client(cluster) as client:
             client.run(lambda: __import__("kelvara") and None)  # workers import kelvara untimed
             ens = kelvara.open_ensemble(pattern)
             start = time.perf_counter()
@@ -168,19 +173,11 @@ def child(kind: str, root: Path) -> dict:
     return {"seconds": seconds, "digest": digest(result), "shape": list(result.shape)}
 
 
-def run_child(kind: str, root: Path) -> dict:
-    cmd = [sys.executable, os.path.abspath(__file__), "--child", kind, "--dir", str(root)]
-    done = subprocess.run(cmd, stdout=subprocess.PIPE, text=True, check=False)
-    if done.returncode != 0:
-        raise SystemExit(f"the {kind} run failed with status {done.returncode}")
-    return json.loads(done.stdout.strip().splitlines()[-1])
-
-
 def compare(name: str, slow: str, fast: str, root: Path, repeat: int, verdict) -> None:
     runs = {slow: [], fast: []}
     for _ in range(repeat):  # alternating, so that load from elsewhere hits both sides alike
         for kind in (slow, fast):
-            runs[kind].append(run_child(kind, root))
+            runs[kind].append(run_child(__file__, kind, "--dir", str(root)))
     best = {kind: min(r["seconds"] for r in runs[kind]) for kind in runs}
     for kind in (slow, fast):
         times = ", ".join(f"{r['seconds']:.3f}" for r in runs[kind])
@@ -207,12 +204,7 @@ def main(argv=None) -> int:
         print(json.dumps(child(args.child, args.dir)))
         return 0
 
-    failures = 0
-
-    def verdict(ok: bool, text: str) -> None:
-        nonlocal failures
-        failures += not ok
-        print(f"{'PASS' if ok else 'FAIL'}  {text}")
+    verdict = Verdicts()
 
     root = args.dir or Path(tempfile.mkdtemp(prefix="kelvara-bench-", dir=HERE))
     try:
@@ -233,7 +225,7 @@ def main(argv=None) -> int:
             shutil.rmtree(root, ignore_errors=True)
         elif args.keep:
             print(f"kept {root}")
-    return 1 if failures else 0
+    return verdict.status()
 
 
 if __name__ == "__main__":

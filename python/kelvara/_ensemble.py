@@ -68,24 +68,22 @@ def _record_failure(token: str, realization: int, message: str) -> None:
 
 def _current_worker() -> Any:
     """The dask.distributed worker running this task, or None."""
-    import sys
-    if "distributed" not in sys.modules:
-        return None
-    from distributed import get_worker
-    try:
-        return get_worker()
-    except ValueError:
-        return None
+    return _distributed("get_worker")
 
 
 def _default_client() -> Any:
     """The current dask.distributed client, or None."""
+    return _distributed("default_client")
+
+
+def _distributed(getter: str) -> Any:
+    """What dask.distributed's ``getter`` gives, or None when distributed is not in use (not
+    imported, or the getter finds nothing)."""
     import sys
     if "distributed" not in sys.modules:
         return None
-    from distributed import default_client
     try:
-        return default_client()
+        return getattr(sys.modules["distributed"], getter)()
     except ValueError:
         return None
 
