@@ -30,7 +30,7 @@ PathLike = Union[str, "os.PathLike[str]"]
 # Extensions by which users name a case; any of them is taken off to find the case's base.
 _CASE_EXTENSION = re.compile(r"\.(SMSPEC|UNSMRY|DATA|FSMSPEC|FUNSMRY|S\d{4}|A\d{4})$",
                              re.IGNORECASE)
-_NUMBERED = re.compile(r"\.S(\d{4})$", re.IGNORECASE)
+_NUMBERED = re.compile(r"\.([SA])(\d{4})$", re.IGNORECASE)
 
 # Well, group and node names that stand for no well, group or node.
 _NO_NAMES = {"", ":+:+:+:+"}
@@ -42,6 +42,9 @@ _BARE_KEYWORDS = frozenset("""
     MAXDPW STEPTYPE WNEWTON SUMTHIN SEPARATE STEPS MLINEARS MSUMLINS MSUMNEWT MEMORYTS MCPU TCPU
     TCPUTS TCPUDAY TCPUSTEP TCPUTSHT TELAPLIN TELAPDAY TIMESTEP TIME YEARS DAY MONTH YEAR
     """.split())
+
+# First letters of the families keyed by a well, group or node name.
+_NAMED = frozenset("WGN")
 
 # Region-to-region keywords carry both regions in one number.
 _REGION_PAIR_BASE = 32768
@@ -62,14 +65,14 @@ def _cell(num: int, dims: Tuple[int, int, int]) -> Optional[str]:
     return f"{n % nx + 1},{n // nx % ny + 1},{n // (nx * ny) + 1}"
 
 
-def make_key(keyword: str, name: str, num: int, dims: Tuple[int, int, int], lgr: str = "",
-             local: Tuple[int, int, int] = (0, 0, 0)) -> Optional[str]:
+def make_key(keyword: str, name: str, num: int, lgr: str, local: Tuple[int, int, int],
+             dims: Tuple[int, int, int]) -> Optional[str]:
     """The key of one column by the usual convention, or None for a column that is left out."""
+    first = keyword[:1]
+    if first in _NAMED and keyword not in _BARE_KEYWORDS:
+        return None if name in _NO_NAMES else f"{keyword}:{name}"
     if keyword in _BARE_KEYWORDS or not keyword:
         return keyword or None
-    first = keyword[0]
-    if first in "WGN":
-        return None if name in _NO_NAMES else f"{keyword}:{name}"
     if first == "R":
         if num < 0:
             return None
@@ -120,15 +123,15 @@ class _Spec:
 def _texts(f: EclipseFile, name: str, count: int, default: str = "") -> List[str]:
     if name not in f:
         return [default] * count
-    values = [str(v) for v in f.read(name).tolist()]
-    return (values + [default] * count)[:count]
+    values = f.read(name).tolist()
+    return values if len(values) == count else (values + [default] * count)[:count]
 
 
 def _ints(f: EclipseFile, name: str, count: int) -> List[int]:
     if name not in f:
         return [0] * count
     values = f.read(name).tolist()
-    return ([int(v) for v in values] + [0] * count)[:count]
+    return values if len(values) == count else (values + [0] * count)[:count]
 
 
 def _start(f: EclipseFile) -> datetime.datetime:
@@ -153,24 +156,23 @@ def _read_spec(path: str) -> _Spec:
             if needed not in f:
                 raise FormatError(path, f"no {needed} section in the summary header", 0)
         dimens = _ints(f, "DIMENS", 6)
-        keywords = [str(v) for v in f.read("KEYWORDS").tolist()]
+        keywords = f.read("KEYWORDS").tolist()
         n = len(keywords)
         names = _texts(f, "WGNAMES" if "WGNAMES" in f else "NAMES", n)
         nums = _ints(f, "NUMS", n)
         units = _texts(f, "UNITS", n)
-        lgrs = _texts(f, "LGRS", n)
-        local = list(zip(_ints(f, "NUMLX", n), _ints(f, "NUMLY", n), _ints(f, "NUMLZ", n)))
+        if "LGRS" in f:
+            lgrs = _texts(f, "LGRS", n)
+            local = list(zip(_ints(f, "NUMLX", n), _ints(f, "NUMLY", n), _ints(f, "NUMLZ", n)))
+        else:
+            lgrs, local = [""] * n, [(0, 0, 0)] * n
         start = _start(f)
         restart = "".join(_texts(f, "RESTART", 9)).strip() if "RESTART" in f else ""
     dims = (dimens[1], dimens[2], dimens[3])
-    columns: Dict[str, int] = {}
-    key_units: Dict[str, str] = {}
-    for c, keyword in enumerate(keywords):
-        key = make_key(keyword, names[c], nums[c], dims, lgrs[c], local[c])
-        if key is None:
-            continue
-        columns[key] = c
-        key_units[key] = units[c]
+    keys = [make_key(*column, dims) for column in zip(keywords, names, nums, lgrs, local)]
+    # Where two columns give one key, the later one counts.
+    columns = {key: c for c, key in enumerate(keys) if key is not None}
+    key_units = {key: units[c] for key, c in columns.items()}
     return _Spec(path, n, columns, key_units, start, restart, dimens[5],
                  key_units.get("TIME", "DAYS").upper())
 
@@ -178,25 +180,76 @@ def _read_spec(path: str) -> _Spec:
 # -- the values: a section source --------------------------------------------------------------
 
 
+class _Unformatted:
+    """The sections of an unformatted values file: the table of the native section scan, and
+    the native gather of PARAMS columns."""
+
+    def __init__(self, path: str):
+        self.path = path
+
+    def table(self) -> Tuple[Any, ...]:
+        """(problem, positions, counts, name ids, type ids, big-endian flags, names, types)."""
+        source, _ = open_source(self.path)
+        try:
+            scanner = _typed.Scanner(source)
+            while not scanner.step(1 << 30):
+                pass
+            return (scanner.problem,) + tuple(scanner.table())
+        finally:
+            source.close()
+
+    def gather(self, indices: np.ndarray, positions: np.ndarray, swaps: np.ndarray, items: int,
+               columns: np.ndarray, out: np.ndarray) -> None:
+        with open(self.path, "rb") as f:
+            problem = _native.gather(f, positions, swaps, items, columns, out)
+        if problem is not None:
+            reason, at, record = problem
+            raise FormatError(self.path, reason, at, "PARAMS", int(positions[record]))
+
+
+class _Formatted:
+    """The sections of a formatted values file (FUNSMRY, .Annnn), by the catalogue and reads of
+    kelvara.open: each PARAMS is parsed whole and its columns taken from it."""
+
+    def __init__(self, path: str):
+        self.path = path
+
+    def table(self) -> Tuple[Any, ...]:
+        with EclipseFile(self.path) as f:
+            return (None, f._positions, f._counts, f._name_ids, f._type_ids, f._big_endian,
+                    f._name_list, f._type_list)
+
+    def gather(self, indices: np.ndarray, positions: np.ndarray, swaps: np.ndarray, items: int,
+               columns: np.ndarray, out: np.ndarray) -> None:
+        present = columns >= 0
+        with EclipseFile(self.path) as f:
+            for i, index in enumerate(indices.tolist()):
+                record = f._read_section(index)
+                out[i] = np.where(present, record[np.where(present, columns, 0)], np.nan)
+
+
+def _section_source(path: str) -> Union[_Unformatted, _Formatted]:
+    """The section source of a file: formatted files are known by their first character that is
+    not blank, a quote."""
+    with open(path, "rb") as f:
+        head = f.read(256).lstrip()
+    return _Formatted(path) if head[:1] == b"'" else _Unformatted(path)
+
+
 class _ValuesFile:
-    """One values file as a catalogue of its sections (found by their headers) and a gather of
-    columns from its PARAMS records. A file whose end is cut short, as of a run still being
-    written, gives the sections before the cut and says so in ``complete``."""
+    """One values file as a catalogue of its PARAMS records (found by their section headers),
+    with the report step of each and the gather of columns from them. A file whose end is cut
+    short, as of a run still being written, gives the records before the cut and says so in
+    ``complete``."""
 
     _CUT = ("an item count that the rest of the file cannot hold",
             "the file ends inside a section header")
 
     def __init__(self, path: str, vectors: int, report: Optional[int]):
         self.path = path
-        source, _ = open_source(path)
-        try:
-            scanner = _typed.Scanner(source)
-            while not scanner.step(1 << 30):
-                pass
-            problem = scanner.problem
-            positions, counts, name_ids, type_ids, big, names, types = scanner.table()
-        finally:
-            source.close()
+        self.vectors = vectors
+        self.source = _section_source(path)
+        problem, positions, counts, name_ids, type_ids, big, names, types = self.source.table()
         self.complete = True
         if problem is not None:
             reason, at, section, section_at = problem
@@ -207,6 +260,7 @@ class _ValuesFile:
             self.complete = False
         ids = {name: i for i, name in enumerate(names)}
         is_params = name_ids == ids.get("PARAMS", -1)
+        self.indices = np.flatnonzero(is_params)
         self.positions = positions[is_params]
         self.swaps = np.ascontiguousarray(big[is_params] != (np.little_endian is False))
         real = types.index("REAL") if "REAL" in types else -1
@@ -222,8 +276,7 @@ class _ValuesFile:
         else:
             self.reports = np.full(len(self.positions), report, dtype=np.int32)
         ministeps = np.flatnonzero(name_ids == ids.get("MINISTEP", -1))
-        last_params = np.flatnonzero(is_params)
-        if len(ministeps) and (not len(last_params) or ministeps[-1] > last_params[-1]):
+        if len(ministeps) and (not len(self.indices) or ministeps[-1] > self.indices[-1]):
             self.complete = False
 
     def gather(self, rows: np.ndarray, columns: np.ndarray, out: np.ndarray) -> None:
@@ -231,43 +284,38 @@ class _ValuesFile:
         ``rows``; -1 columns read NaN."""
         if out.size == 0:
             return
-        positions = np.ascontiguousarray(self.positions[rows])
-        with open(self.path, "rb") as f:
-            problem = _native.gather(f, positions, np.ascontiguousarray(self.swaps[rows]),
-                                     int(self._vectors), columns, out)
-        if problem is not None:
-            reason, at, record = problem
-            raise FormatError(self.path, reason, at, "PARAMS", int(positions[record]))
+        self.source.gather(self.indices[rows], np.ascontiguousarray(self.positions[rows]),
+                           np.ascontiguousarray(self.swaps[rows]), self.vectors, columns, out)
 
 
 def _values_files(base: str, spec: _Spec) -> List[_ValuesFile]:
-    """The values files of a case: its unified file when it exists, else its numbered ones."""
+    """The values files of a case: its unified file when it exists, else its numbered ones;
+    unformatted before formatted."""
     folder, stem = os.path.split(base)
     listing = os.listdir(folder or ".")
     upper = {name.upper(): name for name in listing}
-    unified = upper.get((stem + ".UNSMRY").upper())
-    if unified is not None:
-        files = [_ValuesFile(os.path.join(folder, unified), spec.vectors, None)]
-    else:
+    for unified_ext, numbered_letter in ((".UNSMRY", "S"), (".FUNSMRY", "A")):
+        unified = upper.get((stem + unified_ext).upper())
+        if unified is not None:
+            return [_ValuesFile(os.path.join(folder, unified), spec.vectors, None)]
         numbered = []
         for name in listing:
-            if name[:len(stem)].upper() == stem.upper():
-                match = _NUMBERED.fullmatch(name[len(stem):])
+            rest = name[len(stem):]
+            if name[:len(stem)] == stem and rest[1:2].upper() == numbered_letter:
+                match = _NUMBERED.fullmatch(rest)
                 if match is not None:
-                    numbered.append((int(match.group(1)), name))
-        if not numbered:
-            raise FileNotFoundError(errno.ENOENT, "no values file (UNSMRY or S0001...) of the "
-                                    "case", os.path.join(folder, stem + ".UNSMRY"))
-        numbered.sort()
-        files = [_ValuesFile(os.path.join(folder, name), spec.vectors, number)
-                 for number, name in numbered]
-        for f in files[:-1]:
-            if not f.complete:
-                raise FormatError(f.path, "a numbered values file cut short before the last",
-                                  int(os.path.getsize(f.path)))
-    for f in files:
-        f._vectors = spec.vectors
-    return files
+                    numbered.append((int(match.group(2)), name))
+        if numbered:
+            numbered.sort()
+            files = [_ValuesFile(os.path.join(folder, name), spec.vectors, number)
+                     for number, name in numbered]
+            for f in files[:-1]:
+                if not f.complete:
+                    raise FormatError(f.path, "a numbered values file cut short before the "
+                                      "last", int(os.path.getsize(f.path)))
+            return files
+    raise FileNotFoundError(errno.ENOENT, "no values file (UNSMRY or S0001...) of the case",
+                            os.path.join(folder, stem + ".UNSMRY"))
 
 
 def _find(folder: str, name: str) -> Optional[str]:
@@ -294,8 +342,9 @@ def _case_base(source: PathLike) -> str:
 
 
 def _smspec_of(base: str) -> Optional[str]:
+    """The summary header of a case: SMSPEC, else the formatted FSMSPEC."""
     folder, stem = os.path.split(base)
-    return _find(folder, stem + ".SMSPEC")
+    return _find(folder, stem + ".SMSPEC") or _find(folder, stem + ".FSMSPEC")
 
 
 # -- one case of a chain -------------------------------------------------------------------------
