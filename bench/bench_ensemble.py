@@ -124,6 +124,12 @@ def digest(array) -> str:
     return hashlib.sha256(np.ascontiguousarray(array).tobytes()).hexdigest()
 
 
+def warm_worker() -> None:
+    import dask.dataframe  # noqa: F401
+    import pandas  # noqa: F401
+    import kelvara  # noqa: F401
+
+
 def child(kind: str, root: Path) -> dict:
     import numpy as np
     import kelvara
@@ -161,7 +167,7 @@ def child(kind: str, root: Path) -> dict:
         workers = int(kind[-1])
         with LocalCluster(n_workers=workers, threads_per_worker=1, processes=True,
                           dashboard_address=":0") as cluster, Client(cluster) as client:
-            client.run(lambda: __import__("kelvara") and None)  # workers import kelvara untimed
+            client.run(warm_worker)  # the workers' imports are not timed
             ens = kelvara.open_ensemble(pattern)
             start = time.perf_counter()
             frame = ens.summary(KEYS).compute()
