@@ -132,3 +132,14 @@ def test_on_error_raise(damaged):
         frame.compute(scheduler="threads")
     assert "realization-2" in info.value.path
     assert ens.failed == {}
+
+
+def test_graph_tasks_carry_paths_only(runs):
+    import pickle
+    ens = kelvara.open_ensemble(str(runs / "realization-*" / "CASE"))
+    frame = ens.summary(SUMMARY_KEYS)
+    graph = dict(frame.__dask_graph__())
+    blob = pickle.dumps(graph)  # the plain pickler: no open file, no lambda, no array of values
+    for path in ens.paths:
+        assert path.encode() in blob
+    assert len(blob) < 8000
