@@ -22,12 +22,7 @@ constexpr std::int64_t block_items = 1000;
 constexpr std::int64_t x231_part = std::int64_t(1) << 31;
 
 std::int32_t word_at(const unsigned char* p_bytes, bool p_big) {
-    std::uint32_t raw;
-    std::memcpy(&raw, p_bytes, 4);
-    if (p_big) raw = __builtin_bswap32(raw);
-    std::int32_t value;
-    std::memcpy(&value, &raw, 4);
-    return value;
+    return p_big ? stream::word_of<true>(p_bytes) : stream::word_of<false>(p_bytes);
 }
 
 bool is_marker(const unsigned char* p_bytes) {
@@ -99,8 +94,6 @@ bool SectionScanner::ReadHeader(std::int64_t p_start, THeader& p_header) {
     unsigned char raw[28] = {};
     const std::size_t got = m_file->read_at(raw, sizeof raw, p_start);
     std::memcpy(p_header.bytes, raw, 24);
-    if (got == 0 && p_start > 0)
-        return Fail("no section header where the previous section ends", p_start);
     const bool little = std::memcmp(raw, little_marker, 4) == 0;
     const bool big = std::memcmp(raw, big_marker, 4) == 0;
     if (got < 24 || (!little && !big) ||
