@@ -20,8 +20,27 @@ from typing import Callable, List, Optional, Sequence, Tuple
 import numpy as np
 
 from eclwriter import BIG, EclFile
+from fmtwriter import formatted_twin
 
 DUMMY_NAME = ":+:+:+:+"
+
+
+@dataclass
+class Sections(EclFile):
+    """An EclFile that also keeps each section as (name, type, values), for its formatted twin."""
+
+    sections: list = field(default_factory=list)
+
+    def add(self, name: str, type_: str, values: Sequence = (), **kw) -> "Sections":
+        self.sections.append((name, type_, list(values)))
+        super().add(name, type_, values, **kw)
+        return self
+
+    def data(self, formatted: bool) -> bytes:
+        """The file's bytes, or its formatted twin's text."""
+        if formatted:
+            return formatted_twin(self.sections).text().encode("latin-1")
+        return self.bytes()
 
 
 @dataclass
@@ -78,10 +97,10 @@ class Case:
     # -- the header ------------------------------------------------------------------------
 
     def smspec(self, *, dimens: Optional[Sequence[int]] = None,
-               keywords_count: Optional[int] = None) -> EclFile:
+               keywords_count: Optional[int] = None) -> Sections:
         """The SMSPEC file's sections."""
         n = len(self.columns)
-        f = EclFile()
+        f = Sections()
         f.add("INTEHEAD", "INTE", [1, 100], order=self.order)
         restart = self.restart.ljust(72)[:72]
         f.add("RESTART", "CHAR", [restart[i:i + 8] for i in range(0, 72, 8)], order=self.order)
@@ -132,7 +151,7 @@ class Case:
         return np.array([self.row(t, time) for _, t, time in self.time_steps()],
                         dtype=np.float32).reshape(-1, len(self.columns))
 
-    def _params(self, f: EclFile, step: int, time: float, block_items: int,
+    def _params(self, f: Sections, step: int, time: float, block_items: int,
                 params_count: Optional[int]) -> None:
         items = self.row(step, time)
         if params_count is not None:
@@ -141,10 +160,10 @@ class Case:
         f.add("PARAMS", "REAL", items, order=self.order, block_items=block_items)
 
     def unsmry(self, *, block_items: int = 1000,
-               bad_count: Optional[Tuple[int, int]] = None) -> EclFile:
+               bad_count: Optional[Tuple[int, int]] = None) -> Sections:
         """The unified file's sections. ``bad_count`` (time step index, count) writes that
         PARAMS with a wrong number of items."""
-        f = EclFile()
+        f = Sections()
         index = 0
         for r, times in enumerate(self.steps):
             f.add("SEQHDR", "INTE", [self.first_report + r], order=self.order)
@@ -154,12 +173,12 @@ class Case:
                 index += 1
         return f
 
-    def numbered(self, *, block_items: int = 1000) -> List[EclFile]:
+    def numbered(self, *, block_items: int = 1000) -> List[Sections]:
         """One file a report step, for CASE.S0001, CASE.S0002, ..."""
         files = []
         index = 0
         for r, times in enumerate(self.steps):
-            f = EclFile()
+            f = Sections()
             f.add("SEQHDR", "INTE", [self.first_report + r], order=self.order)
             for time in times:
                 self._params(f, self.first_step + index, time, block_items, None)
@@ -171,19 +190,23 @@ class Case:
 
     def write(self, folder, *, unified: bool = True, cut: int = 0, block_items: int = 1000,
               bad_count: Optional[Tuple[int, int]] = None, smspec_ext: str = ".SMSPEC",
-              unsmry_ext: str = ".UNSMRY", numbered_ext: str = ".S") -> str:
+              unsmry_ext: str = ".UNSMRY", numbered_ext: str = ".S",
+              formatted: bool = False) -> str:
         """Writes the case into folder and returns the path of its SMSPEC. ``cut`` bytes are
-        taken off the end of the (last) values file, as for a run still being written."""
+        taken off the end of the (last) values file, as for a run still being written.
+        ``formatted`` writes the formatted twins (FSMSPEC, FUNSMRY, .A0001, ...) instead."""
         os.makedirs(folder, exist_ok=True)
         base = os.path.join(os.fspath(folder), self.name)
-        self.smspec().write(base + smspec_ext)
+        if formatted:
+            smspec_ext, unsmry_ext, numbered_ext = ".FSMSPEC", ".FUNSMRY", ".A"
+        _write(base + smspec_ext, self.smspec().data(formatted))
         if unified:
-            data = self.unsmry(block_items=block_items, bad_count=bad_count).bytes()
+            data = self.unsmry(block_items=block_items, bad_count=bad_count).data(formatted)
             _write(base + unsmry_ext, data[:len(data) - cut])
         else:
             files = self.numbered(block_items=block_items)
             for r, f in enumerate(files):
-                data = f.bytes()
+                data = f.data(formatted)
                 if r == len(files) - 1:
                     data = data[:len(data) - cut]
                 _write(f"{base}{numbered_ext}{self.first_report + r:04d}", data)

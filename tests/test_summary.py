@@ -336,3 +336,31 @@ def test_few_columns_of_long_records_are_read_alone(tmp_path, order, block_items
         got = s.values([f"AAQR:{c}" for c in picks])
     want = np.array([[t * 100_000 + c for c in picks] for t in range(3)], dtype=np.float32)
     np.testing.assert_array_equal(got, want)
+
+
+# -- formatted twins -----------------------------------------------------------------------------
+
+
+@pytest.mark.parametrize("unified", [True, False])
+def test_formatted_cases_read_as_their_unformatted_twins(tmp_path, unified):
+    case = family_case(start=(29, 3, 2020, 5, 4, 41_000_000))
+    case.write(tmp_path / "u", unified=unified)
+    case.write(tmp_path / "f", unified=unified, formatted=True)
+    names = sorted(os.listdir(tmp_path / "f"))
+    assert names == (["BASE.FSMSPEC", "BASE.FUNSMRY"] if unified else
+                     ["BASE.A0001", "BASE.A0002", "BASE.A0003", "BASE.FSMSPEC"])
+    with kelvara.open_summary(tmp_path / "u" / "BASE") as u, \
+            kelvara.open_summary(tmp_path / "f" / "BASE.FSMSPEC") as f:
+        assert f.keys() == u.keys() and f.start == u.start
+        np.testing.assert_array_equal(f.values(), u.values())
+        np.testing.assert_array_equal(f.values(["WBHP:OP_1", "TIME"], report_only=True),
+                                      u.values(["WBHP:OP_1", "TIME"], report_only=True))
+        np.testing.assert_array_equal(f.dates, u.dates)
+        np.testing.assert_array_equal(f.report_steps, u.report_steps)
+
+
+def test_a_formatted_params_of_the_wrong_length(tmp_path):
+    family_case().write(tmp_path, bad_count=(1, 30), formatted=True)
+    with pytest.raises(kelvara.FormatError, match="a PARAMS record of 30 items where the summary "
+                                                  "header has 39 vectors"):
+        kelvara.open_summary(tmp_path / "BASE")

@@ -169,7 +169,11 @@ def _read_spec(path: str) -> _Spec:
         start = _start(f)
         restart = "".join(_texts(f, "RESTART", 9)).strip() if "RESTART" in f else ""
     dims = (dimens[1], dimens[2], dimens[3])
-    keys = [make_key(*column, dims) for column in zip(keywords, names, nums, lgrs, local)]
+    # Well, group and node keys (most columns of a large run) are made inline, the rest by
+    # make_key, which applies the same rule to them.
+    keys = [f"{kw}:{nm}" if kw[:1] in _NAMED and nm not in _NO_NAMES and kw not in _BARE_KEYWORDS
+            else make_key(kw, nm, num, lgr, loc, dims)
+            for kw, nm, num, lgr, loc in zip(keywords, names, nums, lgrs, local)]
     # Where two columns give one key, the later one counts.
     columns = {key: c for c, key in enumerate(keys) if key is not None}
     key_units = {key: units[c] for key, c in columns.items()}
