@@ -40,6 +40,7 @@ from ._errors import FormatError
 from ._api import EclipseFile, Keyword, open
 from ._grid import Grid, open_grid
 from ._summary import Summary, open_summary
+from ._ensemble import Ensemble, open_ensemble
 
 __version__ = "0.1.0"
 
@@ -68,6 +69,7 @@ __all__ = [
     "SGridInfoAssembly",
     "TConnectionRef",
     "EclipseFile",
+    "Ensemble",
     "FormatError",
     "Grid",
     "Keyword",
@@ -76,6 +78,7 @@ __all__ = [
     "mores",
     "open",
     "open_grid",
+    "open_ensemble",
     "Summary",
     "open_summary",
 ]

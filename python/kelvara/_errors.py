@@ -28,3 +28,9 @@ class FormatError(ValueError):
         else:
             message = f"{path}: {reason}, at {where}"
         super().__init__(message)
+
+    def __reduce__(self):  # type: ignore[override]
+        # Pickled by its fields rather than its text, so that it reaches another process (a
+        # Dask worker's failure on its client) whole, attributes and any added state included.
+        return (type(self), (self.path, self.reason, self.position, self.section,
+                             self.section_position), self.__dict__ or None)
