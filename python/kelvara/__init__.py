@@ -39,6 +39,8 @@ from ._kelvaraio import eclipse, imex, mores
 from ._errors import FormatError
 from ._api import EclipseFile, Keyword, open
 from ._grid import Grid, open_grid
+from ._write import MESS, write
+from ._example import example
 
 __version__ = "0.1.0"
 
@@ -70,9 +72,12 @@ __all__ = [
     "FormatError",
     "Grid",
     "Keyword",
+    "MESS",
     "eclipse",
+    "example",
     "imex",
     "mores",
     "open",
     "open_grid",
+    "write",
 ]

@@ -110,6 +110,14 @@ def _grid(args: argparse.Namespace) -> int:
     return EXIT_OK
 
 
+def _example(args: argparse.Namespace) -> int:
+    from ._example import example
+
+    for path in example(args.directory).values():
+        sys.stdout.write(f"{path}\n")
+    return EXIT_OK
+
+
 def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="kelvara",
@@ -146,6 +154,13 @@ def _parser() -> argparse.ArgumentParser:
                                            "dimensions, active cells, local grids, NNCs.")
     grid.add_argument("file", metavar="FILE")
     grid.set_defaults(run=_grid)
+
+    example = commands.add_parser(
+        "example", help="write a small synthetic case to try the commands on",
+        description="Write the synthetic case CASE (CASE.EGRID, .INIT, .UNRST, .SMSPEC, "
+                    ".UNSMRY) into DIRECTORY, made when missing, and print the paths.")
+    example.add_argument("directory", metavar="DIRECTORY")
+    example.set_defaults(run=_example)
     return parser
 
 

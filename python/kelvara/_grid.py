@@ -5,6 +5,7 @@ from __future__ import annotations
 import builtins
 import io
 import os
+import tempfile
 from typing import Dict, List, Optional, Tuple
 
 import numpy as np
@@ -13,7 +14,7 @@ from . import _kelvaraio
 from ._api import EclipseFile, Keyword, ProgressCallback
 from ._errors import FormatError
 from ._kelvaraio import _typed
-from ._source import PathOrFile
+from ._source import PathOrFile, copy_source, has_descriptor
 
 MAIN_GRID = "Main Grid"
 _NUMERIC = ("INTE", "REAL", "DOUB", "LOGI")
@@ -188,6 +189,13 @@ def _scan(f: EclipseFile, source: PathOrFile, layout: str, dual: int) -> dict:
     run = (lambda h: scan(h)) if layout == "extended" else (
         lambda h: _kelvaraio.eclipse.MapGridFileSections(h, dual))
     try:
+        if not has_descriptor(source):
+            # The grid scan reads files with a descriptor only: other sources are copied into
+            # an anonymous temporary file, in chunks, for it.
+            with tempfile.TemporaryFile() as handle:
+                copy_source(source, handle)
+                handle.seek(0)
+                return run(handle)
         if isinstance(source, io.IOBase):
             where = source.tell()
             try:

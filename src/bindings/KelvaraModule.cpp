@@ -6,6 +6,7 @@
 #include "bindings/ReaderTranslators.h"
 #include "bindings/SectionCatalogue.h"
 #include "bindings/TypedReadBindings.h"
+#include "bindings/WriterBindings.h"
 
 PYBIND11_MODULE(_kelvaraio, m) {
     using namespace kelvara::bindings;
@@ -27,4 +28,5 @@ PYBIND11_MODULE(_kelvaraio, m) {
     ExposeMores(mores);
 
     ExposeTypedRead(m);
+    ExposeWriter(m);
 }
