@@ -101,7 +101,7 @@ TEST_P(TypedRead, ScanCataloguesEveryOccurrence) {
     EXPECT_EQ(scanner.positions, (std::vector<std::int64_t>{0, 36, 76, 100}));
     EXPECT_EQ(scanner.name_ids, (std::vector<std::int32_t>{0, 1, 2, 0}));
     EXPECT_EQ(scanner.names, (std::vector<std::string>{"SEQNUM", "PRESSURE", "STARTSOL"}));
-    EXPECT_EQ(scanner.counts, (std::vector<std::int32_t>{1, 2, 0, 1}));
+    EXPECT_EQ(scanner.counts, (std::vector<std::int64_t>{1, 2, 0, 1}));
     EXPECT_EQ(scanner.swaps[0], GetParam() ? 1 : 0);
 }
 
