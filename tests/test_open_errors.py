@@ -47,7 +47,9 @@ def test_text_file(write_ecl):
 
 
 def test_formatted_eclipse_file(write_ecl):
-    format_error(write_ecl(b" 'INTEHEAD'         411 'INTE'\n     -1 0\n"), "not an ECLIPSE")
+    # A formatted file is read as one; this one is cut after two of its items.
+    format_error(write_ecl(b" 'INTEHEAD'         411 'INTE'\n     -1 0\n"),
+                 "ends after 2 of the 411 items, on line 3")
 
 
 def test_short_file(write_ecl):

@@ -10,6 +10,7 @@ from typing import Callable, Dict, Iterator, List, Optional
 import numpy as np
 
 from ._errors import FormatError
+from ._formatted import FormattedTable
 from ._kelvaraio import _typed
 from ._source import PathOrFile, open_source
 
@@ -105,7 +106,9 @@ class EclipseFile:
     # -- opening -------------------------------------------------------------------------------
 
     def _scan(self, progress: Optional[ProgressCallback]) -> None:
-        scanner = _typed.Scanner(self._source)
+        # A formatted (text) file is known by its first character; it gives the same table.
+        self._formatted = FormattedTable.recognise(self._source)
+        scanner = self._formatted.scanner if self._formatted else _typed.Scanner(self._source)
         total = scanner.file_size
         while not scanner.step(_SCAN_STEP):
             if progress is not None:
@@ -255,9 +258,12 @@ class EclipseFile:
         position = int(self._positions[index])
         dtype = dtype_of(type_)
         out = np.empty(0 if type_ == "MESS" else count, dtype=dtype)
-        data = position + (48 if count > _ONE_HEADER_ITEMS else 24)
-        problem = _typed.read_into(self._source, data, bool(self._big_endian[index]), type_,
-                                   count, out)
+        if self._formatted:
+            problem = self._formatted.read_into(index, type_, count, out)
+        else:
+            data = position + (48 if count > _ONE_HEADER_ITEMS else 24)
+            problem = _typed.read_into(self._source, data, bool(self._big_endian[index]), type_,
+                                       count, out)
         if problem is not None:
             reason, at = problem
             raise FormatError(self.path, reason, at, self._name_list[int(self._name_ids[index])],

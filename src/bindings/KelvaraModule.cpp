@@ -1,6 +1,7 @@
 // The module _kelvaraio: the scopes eclipse, imex and mores, built in this order at import.
 #include "bindings/Common.h"
 #include "bindings/EclipseBindings.h"
+#include "bindings/FormattedBindings.h"
 #include "bindings/ImexBindings.h"
 #include "bindings/MoresBindings.h"
 #include "bindings/ReaderTranslators.h"
@@ -29,4 +30,5 @@ PYBIND11_MODULE(_kelvaraio, m) {
 
     ExposeTypedRead(m);
     ExposeWriter(m);
+    ExposeFormatted(m);
 }

@@ -122,6 +122,10 @@ py::object ReadRecords(const Source& p_source, py::array_t<std::int64_t> p_posit
 
 }  // namespace
 
+std::shared_ptr<SharedFile> SourceFile(py::handle p_source) {
+    return p_source.cast<const Source&>().file();
+}
+
 void ExposeTypedRead(py::module_& p_module) {
     py::module_ typed = p_module.def_submodule(
         "_typed", "The checked section catalogue and the typed read behind kelvara.open.");
