@@ -110,7 +110,7 @@ TextLayout text_layout(eclipse::TItemType p_kind) {
         case ItemClass::Real: return {4, 17};
         case ItemClass::Doub: return {3, 26};
         case ItemClass::Logi: return {25, 3};
-        case ItemClass::Char: return {std::max(1, 77 / (p_kind.size + 3)), p_kind.size + 3};
+        case ItemClass::Char: return {std::max(1, 80 / (p_kind.size + 3)), p_kind.size + 3};
         case ItemClass::Mess: break;
     }
     return {1, 1};
