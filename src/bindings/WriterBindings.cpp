@@ -62,10 +62,14 @@ std::unique_ptr<Writer> MakeWriter(const py::object& p_target) {
 // Bytes one item takes in memory for the type.
 std::int64_t MemoryItemBytes(const eclipse::TItemType& p_kind, py::ssize_t p_itemsize) {
     switch (p_kind.kind) {
-        case eclipse::ItemClass::Logi: return 1;
-        case eclipse::ItemClass::Char: return p_itemsize;
-        case eclipse::ItemClass::Mess: return 0;
-        default: return p_kind.size;
+        case eclipse::ItemClass::Logi:
+            return 1;
+        case eclipse::ItemClass::Char:
+            return p_itemsize;
+        case eclipse::ItemClass::Mess:
+            return 0;
+        default:
+            return p_kind.size;
     }
 }
 
@@ -100,8 +104,9 @@ void ExposeWriter(py::module_& p_module) {
                        "Writes sections into a descriptor (an int, at its present offset) or a "
                        "file object's write method, through a buffer of its own.")
         .def(py::init(&MakeWriter), py::arg("target"))
-        .def("section", &WriteSection, py::arg("name"), py::arg("type"), py::arg("items"), py::arg("formatted") = false,
-            "Writes one section; items is a C-contiguous 1-D array of the type's memory form.")
+        .def("section", &WriteSection, py::arg("name"), py::arg("type"), py::arg("items"),
+             py::arg("formatted") = false,
+             "Writes one section; items is a C-contiguous 1-D array of the type's memory form.")
         .def(
             "flush", [](Writer& p_writer) { p_writer.m_writer->flush(); },
             py::call_guard<py::gil_scoped_release>(), "Hands every buffered byte on.");

@@ -76,9 +76,9 @@ class MappedWindow {
     bool map(const SharedFile& p_file, std::int64_t p_offset);
 
     const char* m_data = nullptr;
-    bool m_borrowed = false;    // a window onto memory (a file in memory, m_copy): no unmap
+    bool m_borrowed = false;         // a window onto memory (a file in memory, m_copy): no unmap
     std::unique_ptr<char[]> m_copy;  // the fetched window of a file behind a reader
-    std::int64_t m_offset = 0;  // file offset of m_data[0]
+    std::int64_t m_offset = 0;       // file offset of m_data[0]
     std::size_t m_length = 0;
 };
 

@@ -17,7 +17,8 @@ namespace kelvara::stream {
 class SharedFile {
   public:
     // Fills up to p_size bytes at p_offset, fewer only at the end; returns how many it placed.
-    using Reader = std::function<std::size_t(void* p_out, std::size_t p_size, std::int64_t p_offset)>;
+    using Reader =
+        std::function<std::size_t(void* p_out, std::size_t p_size, std::int64_t p_offset)>;
 
     // The shared descriptor of the file behind p_fd, made by duplicating p_fd when no live one
     // exists for that file. Throws std::system_error when p_fd cannot be inspected or duplicated,

@@ -106,12 +106,18 @@ struct TextLayout {
 
 TextLayout text_layout(eclipse::TItemType p_kind) {
     switch (p_kind.kind) {
-        case ItemClass::Inte: return {6, 12};
-        case ItemClass::Real: return {4, 17};
-        case ItemClass::Doub: return {3, 26};
-        case ItemClass::Logi: return {25, 3};
-        case ItemClass::Char: return {std::max(1, 80 / (p_kind.size + 3)), p_kind.size + 3};
-        case ItemClass::Mess: break;
+        case ItemClass::Inte:
+            return {6, 12};
+        case ItemClass::Real:
+            return {4, 17};
+        case ItemClass::Doub:
+            return {3, 26};
+        case ItemClass::Logi:
+            return {25, 3};
+        case ItemClass::Char:
+            return {std::max(1, 80 / (p_kind.size + 3)), p_kind.size + 3};
+        case ItemClass::Mess:
+            break;
     }
     return {1, 1};
 }
