@@ -93,20 +93,19 @@ class FmtFile:
     parts: list = field(default_factory=list)
     positions: list = field(default_factory=list)
     lines: list = field(default_factory=list)
+    size: int = 0
+    _line_ends: int = 0
 
     def add(self, name: str, type_: str, values: Sequence = (), **kw) -> "FmtFile":
         self.positions.append(self.size)
-        self.lines.append(self.text().count("\n") + 1)
-        self.parts.append(section(name, type_, values, **kw))
-        return self
+        self.lines.append(self._line_ends + 1)
+        return self.raw(section(name, type_, values, **kw))
 
     def raw(self, text: str) -> "FmtFile":
         self.parts.append(text)
+        self.size += len(text)  # one byte a character (Latin-1)
+        self._line_ends += text.count("\n")
         return self
-
-    @property
-    def size(self) -> int:
-        return len(self.text().encode("latin-1"))
 
     def text(self) -> str:
         return "".join(self.parts)
@@ -115,3 +114,11 @@ class FmtFile:
         with open(path, "wb") as f:
             f.write(self.text().encode("latin-1"))
         return self
+
+
+def formatted_twin(sections, **digits) -> FmtFile:
+    """The formatted twin of a sequence of (name, type, values): the same sections as text."""
+    out = FmtFile()
+    for name, type_, values in sections:
+        out.add(name, type_, list(values), **digits)
+    return out

@@ -204,6 +204,12 @@ def test_formatted_round_trip_exact(tmp_path):
     assert path.read_bytes()[:1] == b" "
     back = read_all(path)
     assert [b[1] for b in back] == ["INTE", "REAL", "DOUB", "LOGI", "CHAR", "C013", "MESS"]
+    # Written to a BytesIO and read from it, the same text and the same arrays.
+    memory = io.BytesIO()
+    kelvara.write(memory, sections, formatted=True)
+    assert memory.getvalue() == path.read_bytes()
+    for (_, _, _, a), (_, _, _, b) in zip(back, read_all(memory)):
+        assert a.tobytes() == b.tobytes() if a.dtype.kind != "U" else a.tolist() == b.tolist()
     for (name, values), (got_name, _, count, got) in zip(sections, back):
         assert got_name == name
         if values is kelvara.MESS:

@@ -262,8 +262,8 @@ class EclipseFile:
             problem = self._formatted.read_into(index, type_, count, out)
         else:
             data = position + (48 if count > _ONE_HEADER_ITEMS else 24)
-            problem = _typed.read_into(self._source, data, bool(self._big_endian[index]), type_,
-                                       count, out)
+            problem = _typed.read_into(self._source, data, bool(self._big_endian[index]),
+                                       type_, count, out)
         if problem is not None:
             reason, at = problem
             raise FormatError(self.path, reason, at, self._name_list[int(self._name_ids[index])],

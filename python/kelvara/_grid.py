@@ -13,6 +13,7 @@ import numpy as np
 from . import _kelvaraio
 from ._api import EclipseFile, Keyword, ProgressCallback
 from ._errors import FormatError
+from ._formatted import unformatted_skeleton
 from ._kelvaraio import _typed
 from ._source import PathOrFile, copy_source, has_descriptor
 
@@ -21,6 +22,9 @@ _NUMERIC = ("INTE", "REAL", "DOUB", "LOGI")
 # The sections whose items the scans read, with the items each must hold at least.
 _EXTENDED_NEEDS = {"FILEHEAD": 6, "GRIDHEAD": 5, "NNCHEAD": 2, "NNC1": 0, "NNC2": 0, "NNCL": 0}
 _PLAIN_NEEDS = {"LGRILG": 11, "NNCHEAD": 2, "NNC1": 0, "NNC2": 0}
+# The sections whose items the grid scans read (of both layouts).
+_SCAN_READS = {"FILEHEAD", "GRIDHEAD", "NNCHEAD", "LGR", "LGRILG", "DIMENS", "NNC1", "NNC2",
+               "NNCL"}
 
 
 class Grid:
@@ -184,11 +188,18 @@ def _layout(f: EclipseFile) -> str:
 
 
 def _scan(f: EclipseFile, source: PathOrFile, layout: str, dual: int) -> dict:
-    """The core's grid scan over the same file; a file object given is left where it stood."""
+    """The core's grid scan over the same file; a file object given is left where it stood.
+    A formatted file is scanned through its unformatted skeleton, whose positions then stand
+    for the file's in ``_keyword_at``."""
     scan = _kelvaraio.eclipse.MapExtGridFileSections
     run = (lambda h: scan(h)) if layout == "extended" else (
         lambda h: _kelvaraio.eclipse.MapGridFileSections(h, dual))
     try:
+        if f._formatted:
+            with tempfile.TemporaryFile() as skeleton:
+                f._scanned_positions = unformatted_skeleton(f, _SCAN_READS, skeleton)
+                skeleton.seek(0)
+                return run(skeleton)
         if not has_descriptor(source):
             # The grid scan reads files with a descriptor only: other sources are copied into
             # an anonymous temporary file, in chunks, for it.
@@ -217,7 +228,8 @@ def _shaped(f: EclipseFile, k: Keyword, dims: Tuple[int, ...]) -> np.ndarray:
 
 
 def _keyword_at(f: EclipseFile, position: int) -> Keyword:
-    index = int(np.searchsorted(f._positions, position))
+    positions = f._scanned_positions if f._formatted else f._positions
+    index = int(np.searchsorted(positions, position))
     return f.keywords[index]
 
 
@@ -304,8 +316,15 @@ def _cells_of(f: EclipseFile, coords: np.ndarray,
     records = np.zeros((len(coords), 7), dtype=np.int32)
     records[:, 4] = 1  # a record too short to hold the activity is active
     records[:, 5] = -1
-    problem = _typed.read_records(f._source, f._positions[coords], f._counts[coords],
-                                  f._big_endian[coords], records)
+    if f._formatted:
+        # One read per cell record: formatted plain grids are small.
+        for row, i in enumerate(coords.tolist()):
+            items = f.keywords[i].read()[:7]
+            records[row, :len(items)] = items
+        problem = None
+    else:
+        problem = _typed.read_records(f._source, f._positions[coords], f._counts[coords],
+                                      f._big_endian[coords], records)
     if problem is not None:
         reason, at, which = problem
         k = f.keywords[int(coords[which])]

@@ -275,6 +275,33 @@ class _typed:
     def read_records(source: "_typed.Source", positions: Any, counts: Any, swaps: Any,
                      out: Any) -> Any: ...
 
+class _formatted:
+    """The catalogue and the typed read of formatted (text) files (private): the same table
+    and arrays as _typed gives for unformatted files."""
+
+    @staticmethod
+    def looks_formatted(source: _typed.Source) -> bool:
+        """True when the first character of the file that is not blank is a quote."""
+
+    class Scanner:
+        def __init__(self, source: _typed.Source) -> None: ...
+        def step(self, nbytes: int) -> bool: ...
+        @property
+        def position(self) -> int: ...
+        @property
+        def file_size(self) -> int: ...
+        @property
+        def problem(self) -> Any: ...
+        def table(self) -> Any: ...
+        def lines(self) -> Any:
+            """The 1-based line of each section's header (int64)."""
+
+    @staticmethod
+    def read_into(source: _typed.Source, position: int, line: int, type: str, count: int,
+                  out: Any) -> Any:
+        """Parses the items of the section whose header line starts at byte position into
+        out, without the interpreter's lock. None, or (message, byte)."""
+
 
 class _write:
     """The native section writer behind kelvara.write (private)."""

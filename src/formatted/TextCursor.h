@@ -38,6 +38,21 @@ class TextCursor {
     // then stays where it was.
     bool Quoted(std::size_t p_max, std::string_view& p_out);
 
+    // For tight loops over the values: the unread text in the window, at least p_bytes of it
+    // unless the file ends first; Commit moves the cursor to p_at (inside that text), counting
+    // p_lines line ends passed, the last of which ended just before p_line_begin.
+    std::string_view Window(std::size_t p_bytes) {
+        Ensure(p_bytes);
+        return {m_data.get() + m_at, available()};
+    }
+    void Commit(const char* p_at, std::int64_t p_lines, const char* p_line_begin) {
+        if (p_lines > 0) {
+            m_line += p_lines;
+            m_line_start = m_base + (p_line_begin - m_data.get());
+        }
+        m_at = static_cast<std::size_t>(p_at - m_data.get());
+    }
+
     std::int64_t offset() const { return m_base + static_cast<std::int64_t>(m_at); }
     // 1-based number of the line the cursor stands on, and the byte where that line starts.
     std::int64_t line() const { return m_line; }

@@ -1,6 +1,7 @@
 #include "formatted/ValueParse.h"
 
 #include <charconv>
+#include <cstring>
 #include <system_error>
 
 namespace kelvara::formatted {
@@ -12,47 +13,54 @@ constexpr std::size_t max_real = 64;
 
 bool is_digit(char p_c) { return p_c >= '0' && p_c <= '9'; }
 
-// Copies the token into p_out in the form std::from_chars reads: no leading '+', 'E' for the
-// exponent letters D and d, and an 'E' put in where the exponent's sign follows a digit or the
-// point directly (the three-digit exponents written without a letter). Returns the length, or 0
-// when the token is too long or empty; p_negative_exponent tells whether the exponent is below
-// zero (for telling underflow from overflow).
-std::size_t normalise(std::string_view p_text, char* p_out, bool& p_negative_exponent) {
-    if (p_text.empty() || p_text.size() >= max_real - 1) return 0;
-    std::size_t i = 0;
-    if (p_text[0] == '+') ++i;
-    std::size_t n = 0;
-    p_negative_exponent = false;
-    bool exponent = false;
-    for (; i < p_text.size(); ++i) {
-        char c = p_text[i];
-        if (c == 'D' || c == 'd' || c == 'E' || c == 'e') {
-            c = 'E';
-            exponent = true;
-        } else if ((c == '+' || c == '-') && n > 0 && !exponent &&
-                   (is_digit(p_out[n - 1]) || p_out[n - 1] == '.')) {
-            p_out[n++] = 'E';
-            exponent = true;
-        }
-        if (exponent && c == '-' && n > 0 && p_out[n - 1] == 'E') p_negative_exponent = true;
-        p_out[n++] = c;
-    }
-    return n;
-}
-
+// Reads a real token with std::from_chars. The exponent is found from the token's end (its
+// digits, its sign, the letter before the sign): a token with an E exponent, or none, is read
+// where it lies; one with a D exponent, or a sign straight after the mantissa (the three-digit
+// exponents written without a letter), is read from a copy with an E in place.
 template <class T>
 bool parse_real(std::string_view p_text, T& p_out) {
-    char buffer[max_real];
+    const char* begin = p_text.data();
+    std::size_t n = p_text.size();
+    if (n > 0 && *begin == '+') {
+        ++begin;
+        --n;
+    }
+    if (n == 0 || n >= max_real - 1 || *begin == '+') return false;
+    std::size_t k = n;
+    while (k > 0 && is_digit(begin[k - 1])) --k;
     bool negative_exponent = false;
-    const std::size_t n = normalise(p_text, buffer, negative_exponent);
-    if (n == 0) return false;
+    std::size_t letter = n;  // where an exponent letter stands or belongs; n: none to mend
+    bool insert = false;
+    if (k < n && k > 1 && (begin[k - 1] == '+' || begin[k - 1] == '-')) {
+        negative_exponent = begin[k - 1] == '-';
+        const char before = begin[k - 2];
+        if (before == 'D' || before == 'd') {
+            letter = k - 2;
+        } else if (is_digit(before) || before == '.') {
+            letter = k - 1;
+            insert = true;
+        }
+    } else if (k < n && k > 0 && (begin[k - 1] == 'D' || begin[k - 1] == 'd')) {
+        letter = k - 1;
+    }
+    char buffer[max_real];
+    const char* text = begin;
+    std::size_t length = n;
+    if (letter < n) {
+        std::memcpy(buffer, begin, letter);
+        buffer[letter] = 'E';
+        const std::size_t rest = insert ? letter : letter + 1;
+        std::memcpy(buffer + letter + 1, begin + rest, n - rest);
+        text = buffer;
+        length = letter + 1 + (n - rest);
+    }
     T value{};
-    const auto [end, error] = std::from_chars(buffer, buffer + n, value);
-    if (end != buffer + n) return false;
+    const auto [end, error] = std::from_chars(text, text + length, value);
+    if (end != text + length) return false;
     if (error == std::errc::result_out_of_range) {
         // Too small for the type: a zero of the value's sign. Too large: refused.
         if (!negative_exponent) return false;
-        value = buffer[0] == '-' ? -T(0) : T(0);
+        value = text[0] == '-' ? -T(0) : T(0);
     } else if (error != std::errc()) {
         return false;
     }
@@ -76,7 +84,7 @@ bool ParseInteger(std::string_view p_text, std::int32_t& p_out) {
     const char* begin = p_text.data();
     const char* end = begin + p_text.size();
     if (begin != end && *begin == '+') ++begin;
-    if (begin == end || *begin == '+') return false;
+    if (begin == end || *begin == '+' || (begin != p_text.data() && *begin == '-')) return false;
     std::int32_t value = 0;
     const auto [stop, error] = std::from_chars(begin, end, value);
     if (error != std::errc() || stop != end) return false;

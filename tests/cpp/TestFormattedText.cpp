@@ -149,7 +149,7 @@ TEST(FormattedValues, RangeOfTheType) {
     ASSERT_TRUE(ParseReal("0.1E+40", wide));
     EXPECT_EQ(wide, 1e39);
     EXPECT_FALSE(ParseReal("0.1+400", wide));
-    ASSERT_TRUE(ParseReal("0.24703282292062328-322", wide));
+    ASSERT_TRUE(ParseReal("0.49406564584124654-323", wide));
     EXPECT_EQ(wide, 4.9406564584124654e-324);
 }
 
@@ -202,7 +202,7 @@ std::string doubles_section(const std::vector<double>& p_values) {
                       std::to_string(p_values.size()) + " 'DOUB'\n";
     for (std::size_t i = 0; i < p_values.size(); ++i) {
         const std::string text = simulator_text(p_values[i], 17, 'D');
-        out += std::string(23 - text.size(), ' ') + text;
+        out += std::string(text.size() < 23 ? 23 - text.size() : 1, ' ') + text;
         if (i % 3 == 2 || i + 1 == p_values.size()) out += '\n';
     }
     return out;
