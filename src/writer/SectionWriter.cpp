@@ -30,27 +30,30 @@ void put_text(char* p_out, const char* p_item, std::int32_t p_chars, std::int32_
     for (; i < p_size; ++i) p_out[i] = ' ';
 }
 
+std::uint32_t swapped(std::uint32_t p_word) { return __builtin_bswap32(p_word); }
+std::uint64_t swapped(std::uint64_t p_word) { return __builtin_bswap64(p_word); }
+
+// Words p_first .. p_first + p_n of p_data, byte order reversed, at p_out.
+template <class Word>
+void put_swapped(char* p_out, const void* p_data, std::int64_t p_first, std::int64_t p_n) {
+    const Word* in = static_cast<const Word*>(p_data) + p_first;
+    for (std::int64_t i = 0; i < p_n; ++i) {
+        const Word word = swapped(in[i]);
+        std::memcpy(p_out + sizeof(Word) * i, &word, sizeof(Word));
+    }
+}
+
 // Big-endian items p_first .. p_first + p_n of p_items at p_out.
 void encode(char* p_out, eclipse::TItemType p_kind, const TItems& p_items, std::int64_t p_first,
             std::int64_t p_n) {
     switch (p_kind.kind) {
         case ItemClass::Inte:
-        case ItemClass::Real: {
-            const auto* in = static_cast<const std::uint32_t*>(p_items.data) + p_first;
-            for (std::int64_t i = 0; i < p_n; ++i) {
-                const std::uint32_t word = __builtin_bswap32(in[i]);
-                std::memcpy(p_out + 4 * i, &word, 4);
-            }
+        case ItemClass::Real:
+            put_swapped<std::uint32_t>(p_out, p_items.data, p_first, p_n);
             break;
-        }
-        case ItemClass::Doub: {
-            const auto* in = static_cast<const std::uint64_t*>(p_items.data) + p_first;
-            for (std::int64_t i = 0; i < p_n; ++i) {
-                const std::uint64_t word = __builtin_bswap64(in[i]);
-                std::memcpy(p_out + 8 * i, &word, 8);
-            }
+        case ItemClass::Doub:
+            put_swapped<std::uint64_t>(p_out, p_items.data, p_first, p_n);
             break;
-        }
         case ItemClass::Logi: {
             // True is written as all bits set, as simulators write it.
             const auto* in = static_cast<const unsigned char*>(p_items.data) + p_first;
