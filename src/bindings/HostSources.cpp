@@ -27,7 +27,15 @@ class HostReader {
     explicit HostReader(std::shared_ptr<py::object> p_file) : m_file(std::move(p_file)) {}
 
     std::size_t operator()(void* p_out, std::size_t p_size, std::int64_t p_offset) {
-        std::lock_guard<std::mutex> one_at_a_time(*m_mutex);
+        std::unique_lock<std::mutex> one_at_a_time(*m_mutex, std::defer_lock);
+        if (PyGILState_Check() != 0) {
+            // A caller that holds the interpreter's lock lets it go while it waits for a read
+            // in another thread, which needs that lock to finish.
+            py::gil_scoped_release waiting;
+            one_at_a_time.lock();
+        } else {
+            one_at_a_time.lock();
+        }
         py::gil_scoped_acquire lock;
         try {
             return read(static_cast<char*>(p_out), p_size, p_offset);

@@ -13,7 +13,7 @@ std::shared_ptr<stream::SharedFile> BufferFile(const py::buffer& p_buffer);
 
 // A shared file over a readable, seekable host file object that has no descriptor (an fsspec
 // file): each read seeks and calls readinto (or read) once for the whole stretch asked for,
-// taking the interpreter's lock for that call only. Readers must not hold the lock themselves.
+// taking the interpreter's lock for that call only.
 std::shared_ptr<stream::SharedFile> ReaderFile(const py::object& p_file);
 
 }  // namespace kelvara::bindings

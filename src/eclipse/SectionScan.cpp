@@ -99,8 +99,8 @@ bool SectionScanner::ReadHeader(std::int64_t p_start, THeader& p_header) {
     unsigned char raw[28] = {};
     const std::size_t got = m_file->read_at(raw, sizeof raw, p_start);
     std::memcpy(p_header.bytes, raw, 24);
-    if (got == 0 && p_start > 0) return Fail("no section header where the previous section ends",
-                                             p_start);
+    if (got == 0 && p_start > 0)
+        return Fail("no section header where the previous section ends", p_start);
     const bool little = std::memcmp(raw, little_marker, 4) == 0;
     const bool big = std::memcmp(raw, big_marker, 4) == 0;
     if (got < 24 || (!little && !big) ||

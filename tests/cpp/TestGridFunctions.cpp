@@ -234,7 +234,8 @@ TEST(GridFunctionComposition, SetArrayBindsKeepingTheLeadingExtents) {
     ArrayGridFunction<int, 3> function(array3<int>(box(4, 1, 1), {1, 2, 3, 4}));
     auto other = std::make_shared<Array<int, 3>>(array3<int>(box(2, 2, 1), {10, 20, 30, 40}));
     function.set_array(other);
-    const auto& held = static_cast<const Array<int, 3>&>(*function.array());
+    const auto bound = function.array();
+    const auto& held = static_cast<const Array<int, 3>&>(*bound);
     EXPECT_EQ(held.extents()[0], 4);
     EXPECT_EQ(held.extents()[1], 1);
     EXPECT_EQ(held.extents()[2], 1);
