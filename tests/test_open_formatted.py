@@ -223,7 +223,7 @@ def test_the_command_lists_and_shows_formatted_files(tmp_path, capsys):
 
 
 def test_the_readme_example(tmp_path, capsys):
-    from test_readme import python_block, run_block
+    from test_readme import block_with, run_block
     funrst = tmp_path / "CASE.FUNRST"
     fmt = FmtFile()
     for step in range(1, 5):
@@ -236,6 +236,6 @@ def test_the_readme_example(tmp_path, capsys):
                                 ("ACTNUM", "INTE", [1, 0]), ("ENDGRID", "INTE", [])]:
         grid.add(name, type_, values)
     grid.write(fegrid)
-    block = python_block("CASE.FUNRST") + "print(swat.tolist(), grid.dimensions, grid.active_cells)\n"
+    block = block_with("CASE.FUNRST") + "print(swat.tolist(), grid.dimensions, grid.active_cells)\n"
     run_block(block, {"CASE.FUNRST": funrst, "CASE.FEGRID": fegrid})
     assert capsys.readouterr().out.strip() == "[0.75, 0.125] (2, 1, 1) 1"

@@ -15,9 +15,11 @@ def python_blocks():
     return re.findall(r"```python\n(.*?)```", README.read_text(), re.S)
 
 
-def python_block(word):
-    """The README's first Python example that holds word."""
-    return next(b for b in python_blocks() if word in b)
+def block_with(text):
+    """The README's Python block that holds text (blocks move as sections are added)."""
+    found = [b for b in python_blocks() if text in b]
+    assert len(found) == 1, text
+    return found[0]
 
 
 def run_block(block, paths):
@@ -55,8 +57,21 @@ def test_readme_example_of_the_low_level_api(tmp_path, capsys):
      .add("PORO", "REAL", poro, order=LITTLE, blocks=[2, 3])
      .write(path))
     np.set_printoptions(precision=8)
-    run_block(python_block("CASE.INIT"), {"CASE.INIT": path})
+    run_block(block_with("kelvara.eclipse.MapFileSections"), {"CASE.INIT": path})
     out = capsys.readouterr().out.splitlines()
     assert out[0].split() == ["INTEHEAD", "INTE", "12", "items", "at", "byte", "0"]
     assert out[1].split() == ["PORO", "REAL", "5", "items", "at", "byte", str(24 + 8 + 48)]
     assert out[2] == str(np.array(poro))
+
+
+def test_readme_example_of_writing(tmp_path):
+    paths = {"EDITED.INIT": tmp_path / "EDITED.INIT", "CASE.FINIT": tmp_path / "CASE.FINIT"}
+    run_block(block_with("kelvara.write("), paths)
+    import kelvara
+
+    with kelvara.open(paths["EDITED.INIT"]) as f:
+        assert [(k.name, k.type) for k in f] == [("PORO", "REAL"), ("PERMX", "REAL"),
+                                                 ("ENDSOL", "MESS")]
+        assert np.array_equal(f.read("PERMX"), np.float32([200, 400, 2000]))
+    with kelvara.open(paths["CASE.FINIT"]) as f:
+        assert f.names == ["PORO", "PERMX", "ENDSOL"]

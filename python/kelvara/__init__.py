@@ -41,6 +41,8 @@ from ._api import EclipseFile, Keyword, open
 from ._grid import Grid, open_grid
 from ._summary import Summary, open_summary
 from ._ensemble import Ensemble, open_ensemble
+from ._write import MESS, write
+from ._example import example
 
 __version__ = "0.1.0"
 
@@ -73,7 +75,9 @@ __all__ = [
     "FormatError",
     "Grid",
     "Keyword",
+    "MESS",
     "eclipse",
+    "example",
     "imex",
     "mores",
     "open",
@@ -81,4 +85,5 @@ __all__ = [
     "open_ensemble",
     "Summary",
     "open_summary",
+    "write",
 ]

@@ -115,6 +115,14 @@ def _grid(args: argparse.Namespace) -> int:
     return EXIT_OK
 
 
+def _example(args: argparse.Namespace) -> int:
+    from ._example import example
+
+    for path in example(args.directory).values():
+        sys.stdout.write(f"{path}\n")
+    return EXIT_OK
+
+
 def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="kelvara",
@@ -153,6 +161,13 @@ def _parser() -> argparse.ArgumentParser:
     grid.add_argument("file", metavar="FILE")
     _gridviews.add_arguments(grid)
     grid.set_defaults(run=_grid)
+
+    example = commands.add_parser(
+        "example", help="write a small synthetic case to try the commands on",
+        description="Write the synthetic case CASE (CASE.EGRID, .INIT, .UNRST, .SMSPEC, "
+                    ".UNSMRY) into DIRECTORY, made when missing, and print the paths.")
+    example.add_argument("directory", metavar="DIRECTORY")
+    example.set_defaults(run=_example)
 
     _add_summary_command(commands)
     return parser

@@ -17,7 +17,7 @@ from ._formatted import unformatted_skeleton
 from ._geometry import (ListedGeometry, PillarGeometry, apply_mapaxes, extended_geometry,
                         file_mapaxes, file_units)
 from ._kelvaraio import _typed
-from ._source import PathOrFile
+from ._source import PathOrFile, copy_source, has_descriptor
 
 MAIN_GRID = "Main Grid"
 _NUMERIC = ("INTE", "REAL", "DOUB", "LOGI")
@@ -283,6 +283,13 @@ def _scan(f: EclipseFile, source: PathOrFile, layout: str, dual: int) -> dict:
                 f._scanned_positions = unformatted_skeleton(f, _SCAN_READS, skeleton)
                 skeleton.seek(0)
                 return run(skeleton)
+        if not has_descriptor(source):
+            # The grid scan reads files with a descriptor only: other sources are copied into
+            # an anonymous temporary file, in chunks, for it.
+            with tempfile.TemporaryFile() as handle:
+                copy_source(source, handle)
+                handle.seek(0)
+                return run(handle)
         if isinstance(source, io.IOBase):
             where = source.tell()
             try:

@@ -9,6 +9,7 @@
 #include "bindings/SectionCatalogue.h"
 #include "bindings/SummaryBindings.h"
 #include "bindings/TypedReadBindings.h"
+#include "bindings/WriterBindings.h"
 
 PYBIND11_MODULE(_kelvaraio, m) {
     using namespace kelvara::bindings;
@@ -31,6 +32,7 @@ PYBIND11_MODULE(_kelvaraio, m) {
 
     ExposeTypedRead(m);
     ExposeSummary(m);
+    ExposeWriter(m);
     ExposeFormatted(m);
     ExposeGeometry(m);
 }

@@ -10,6 +10,7 @@
 
 #include "bindings/FileObject.h"
 #include "bindings/ScanTable.h"
+#include "bindings/HostSources.h"
 #include "eclipse/ItemType.h"
 #include "eclipse/SectionScan.h"
 #include "eclipse/TypedRead.h"
@@ -97,6 +98,14 @@ void ExposeTypedRead(py::module_& p_module) {
                        "The shared descriptor of an open file; it stays open after the host "
                        "file object is closed, until close().")
         .def(py::init(&MakeSource), py::arg("file"))
+        .def_static(
+            "from_buffer", [](const py::buffer& p_buffer) { return Source{BufferFile(p_buffer)}; },
+            py::arg("buffer"), "A source over the bytes of a buffer, read in place.")
+        .def_static(
+            "from_reader", [](const py::object& p_file) { return Source{ReaderFile(p_file)}; },
+            py::arg("file"),
+            "A source over a seekable file object without a descriptor, read through its "
+            "seek and readinto calls.")
         .def_property_readonly("size",
                                [](const Source& p_source) { return p_source.file()->size(); })
         .def_property_readonly("closed", [](const Source& p_source) { return !p_source.m_file; })

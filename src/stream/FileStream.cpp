@@ -55,6 +55,10 @@ void FileStream::refill(std::size_t p_min) {
     // A long sequential run reads the file's pages where they lie, through the mapped view,
     // rather than copying them into the buffer.
     if (sequential && m_chunk >= max_chunk && tell() >= 0 && view_mapped(p_min)) return;
+    // A file without a descriptor is always read through the view: in memory it is the bytes
+    // themselves, behind a reader a large fetched window, where a buffer would ask the reader
+    // for every small stretch after a jump.
+    if (m_file->descriptor() < 0 && tell() >= 0 && view_mapped(p_min)) return;
     const std::size_t want = std::max(m_chunk, p_min);
     if (want > m_capacity) {
         std::unique_ptr<char[]> storage(new char[want]);

@@ -13,9 +13,30 @@ bool MappedWindow::map(const SharedFile& p_file, std::int64_t p_offset) {
     unmap();
     const std::int64_t size = p_file.size();
     if (p_offset < 0 || p_offset >= size) return false;
-    const auto window = static_cast<std::int64_t>(window_bytes);
+    // A file behind a reader cannot be mapped: a smaller window of it is fetched at one stroke
+    // into memory of the window's own, so that the words a walk looks at cost no call each.
+    const bool fetched = p_file.fetched();
+    const auto window = static_cast<std::int64_t>(fetched ? fetched_bytes : window_bytes);
     const std::int64_t start = p_offset / window * window;
     const auto length = static_cast<std::size_t>(std::min(window, size - start));
+    if (fetched) {
+        if (!m_copy) m_copy.reset(new char[fetched_bytes]);
+        const std::size_t got = p_file.read_at(m_copy.get(), length, start);
+        if (got <= static_cast<std::size_t>(p_offset - start)) return false;
+        m_data = m_copy.get();
+        m_borrowed = true;
+        m_offset = start;
+        m_length = got;
+        return true;
+    }
+    // A file in memory is its own mapping.
+    if (const char* memory = p_file.memory()) {
+        m_data = memory + start;
+        m_borrowed = true;
+        m_offset = start;
+        m_length = length;
+        return true;
+    }
     void* data = ::mmap(nullptr, length, PROT_READ, MAP_SHARED, p_file.descriptor(),
                         static_cast<off_t>(start));
     if (data == MAP_FAILED) return false;
@@ -26,8 +47,9 @@ bool MappedWindow::map(const SharedFile& p_file, std::int64_t p_offset) {
 }
 
 void MappedWindow::unmap() {
-    if (m_data != nullptr) ::munmap(const_cast<char*>(m_data), m_length);
+    if (m_data != nullptr && !m_borrowed) ::munmap(const_cast<char*>(m_data), m_length);
     m_data = nullptr;
+    m_borrowed = false;
     m_offset = 0;
     m_length = 0;
 }

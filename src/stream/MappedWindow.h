@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 namespace kelvara::stream {
 
@@ -66,6 +67,8 @@ class MappedWindow {
     std::int64_t end() const { return m_offset + static_cast<std::int64_t>(m_length); }
 
     static constexpr std::size_t window_bytes = std::size_t(32) << 20;
+    // The window of a file behind a reader, which is fetched rather than mapped.
+    static constexpr std::size_t fetched_bytes = std::size_t(1) << 20;
 
   private:
     // Maps the window that holds p_offset; false when the offset lies at or past the end of the
@@ -73,7 +76,9 @@ class MappedWindow {
     bool map(const SharedFile& p_file, std::int64_t p_offset);
 
     const char* m_data = nullptr;
-    std::int64_t m_offset = 0;  // file offset of m_data[0]
+    bool m_borrowed = false;         // a window onto memory (a file in memory, m_copy): no unmap
+    std::unique_ptr<char[]> m_copy;  // the fetched window of a file behind a reader
+    std::int64_t m_offset = 0;       // file offset of m_data[0]
     std::size_t m_length = 0;
 };
 

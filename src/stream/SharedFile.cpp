@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -60,7 +62,24 @@ std::shared_ptr<SharedFile> SharedFile::for_descriptor(int p_fd) {
     return file;
 }
 
+std::shared_ptr<SharedFile> SharedFile::for_memory(const char* p_data, std::int64_t p_size,
+                                                   std::shared_ptr<void> p_owner) {
+    std::shared_ptr<SharedFile> file(new SharedFile());
+    file->m_memory = p_data;
+    file->m_size = p_size;
+    file->m_owner = std::move(p_owner);
+    return file;
+}
+
+std::shared_ptr<SharedFile> SharedFile::for_reader(std::int64_t p_size, Reader p_reader) {
+    std::shared_ptr<SharedFile> file(new SharedFile());
+    file->m_size = p_size;
+    file->m_reader = std::move(p_reader);
+    return file;
+}
+
 SharedFile::~SharedFile() {
+    if (m_fd < 0) return;  // in memory or behind a reader: their owners go with the members
     Registry& reg = registry();
     {
         std::lock_guard<std::mutex> lock(reg.m_mutex);
@@ -72,6 +91,16 @@ SharedFile::~SharedFile() {
 
 std::size_t SharedFile::read_at(void* p_out, std::size_t p_size, std::int64_t p_offset) const {
     m_read_calls.fetch_add(1, std::memory_order_relaxed);
+    if (m_fd < 0) {
+        if (p_offset < 0 || p_offset >= m_size) return 0;
+        const auto n = static_cast<std::size_t>(
+            std::min<std::int64_t>(static_cast<std::int64_t>(p_size), m_size - p_offset));
+        if (m_memory != nullptr) {
+            std::memcpy(p_out, m_memory + p_offset, n);
+            return n;
+        }
+        return m_reader(p_out, n, p_offset);
+    }
     auto* out = static_cast<char*>(p_out);
     std::size_t done = 0;
     while (done < p_size) {
@@ -85,6 +114,7 @@ std::size_t SharedFile::read_at(void* p_out, std::size_t p_size, std::int64_t p_
 }
 
 std::int64_t SharedFile::size() const {
+    if (m_fd < 0) return m_size;
     struct stat info;
     if (::fstat(m_fd, &info) != 0) return 0;
     return static_cast<std::int64_t>(info.st_size);
