@@ -137,9 +137,7 @@ def open_source(source: PathOrFile) -> Tuple[_typed.Source, str]:
     if not source.readable():
         raise io.UnsupportedOperation("the file object is not open for reading")
     mode = os.fstat(fd).st_mode
-    if stat.S_ISREG(mode):
-        return _typed.Source(source), shown
-    if stat.S_ISDIR(mode):
-        _check_regular(mode, shown)
-    # A pipe, a socket or a device: read through its calls when it can seek, else refused.
-    return _file_like_source(source, shown)
+    # A directory, a pipe, a socket or a device behind the descriptor is refused: none of them
+    # holds a file's bytes at fixed places (a device such as /dev/zero may even seek and never end).
+    _check_regular(mode, shown)
+    return _typed.Source(source), shown

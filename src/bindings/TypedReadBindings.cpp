@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "bindings/FileObject.h"
-#include "bindings/ScanTable.h"
 #include "bindings/HostSources.h"
+#include "bindings/ScanTable.h"
 #include "eclipse/ItemType.h"
 #include "eclipse/SectionScan.h"
 #include "eclipse/TypedRead.h"
