@@ -23,8 +23,41 @@ LLVM = "/usr/lib/llvm-16/bin"
 MAX_LEN = 65536
 
 
-def targets():
+def native_targets():
     return sorted(p.stem for p in (FUZZ / "targets").glob("*.cpp"))
+
+
+def python_targets():
+    return sorted(p.stem for p in (FUZZ / "python").glob("*.py") if not p.stem.startswith("_"))
+
+
+def targets():
+    return sorted(native_targets() + python_targets())
+
+
+def python_with_atheris():
+    """The Python that kelvara is installed in (build/kelvara-python), with atheris added when
+    it is missing. The Python targets instrument kelvara's Python code; the native readers
+    under them are the regular build (the native targets fuzz those under the sanitizers)."""
+    saved = ROOT / "build" / "kelvara-python"
+    py = saved.read_text().strip() if saved.exists() else sys.executable
+    if subprocess.run([py, "-c", "import atheris, kelvara"], capture_output=True).returncode:
+        subprocess.run([py, "-m", "pip", "install", "-q", "atheris"], check=True)
+    return py
+
+
+def command_of(folder, target):
+    """The command that runs a target, to which libFuzzer's flags and inputs are added."""
+    if target in python_targets():
+        # An executable of the target, which fork mode can start again for its workers.
+        wrapper = BUILD / "bin" / target
+        wrapper.parent.mkdir(parents=True, exist_ok=True)
+        wrapper.write_text(f'#!/bin/sh\nexec "{python_with_atheris()}" '
+                           f'"{FUZZ / "python" / (target + ".py")}" "$@"\n')
+        wrapper.chmod(0o755)
+        os.environ["KELVARA_FUZZ_ARGV0"] = str(wrapper)
+        return [str(wrapper)]
+    return [str(folder / target)]
 
 
 def build(coverage=False):
@@ -58,17 +91,17 @@ def known_findings():
     return rules
 
 
-def classify(binary, target, artifact, rules):
+def classify(command, target, artifact, rules):
     """(known note or None, the report) of one saved input, run again alone."""
     try:
-        run = subprocess.run([str(binary), "-rss_limit_mb=2048", "-malloc_limit_mb=256",
+        run = subprocess.run([*command, "-rss_limit_mb=2048", "-malloc_limit_mb=256",
                               "-timeout=30", str(artifact)], env=sanitizer_env(),
                              capture_output=True, text=True, errors="replace", timeout=120)
         report = run.stdout + run.stderr
     except subprocess.TimeoutExpired:
         report = "timeout: the input ran for more than 120 seconds"
     for rule_target, pattern, note in rules:
-        if rule_target == target and pattern.search(report):
+        if rule_target in (target, "*") and pattern.search(report):
             return note, report
     if artifact.name.startswith("timeout-") and re.search(r"Executed .* in \d+ ms", report):
         # A timeout of the fuzzing run that ends in time alone was slow on a loaded machine.
@@ -78,7 +111,7 @@ def classify(binary, target, artifact, rules):
 
 def run_target(folder, target, seconds):
     """Fuzzes one target for the given seconds; the number of findings that are not known."""
-    binary = folder / target
+    command = command_of(folder, target)
     work = BUILD / "corpus" / target
     findings = BUILD / "findings" / target
     work.mkdir(parents=True, exist_ok=True)
@@ -86,14 +119,14 @@ def run_target(folder, target, seconds):
     findings.mkdir(parents=True)
     log = BUILD / "logs" / f"{target}.log"
     log.parent.mkdir(parents=True, exist_ok=True)
-    command = ["nice", "-n", "19", str(binary), "-fork=1", "-ignore_crashes=1",
+    command_line = ["nice", "-n", "19", *command, "-fork=1", "-ignore_crashes=1",
                "-ignore_ooms=1", "-ignore_timeouts=1", f"-max_total_time={seconds}",
                f"-max_len={MAX_LEN}", "-timeout=10", "-rss_limit_mb=2048",
                "-malloc_limit_mb=256", f"-artifact_prefix={findings}/",
                str(work), str(FUZZ / "corpus" / target)]
     started = time.time()
     with open(log, "w") as out:
-        subprocess.run(command, env=sanitizer_env(), stdout=out, stderr=subprocess.STDOUT,
+        subprocess.run(command_line, env=sanitizer_env(), stdout=out, stderr=subprocess.STDOUT,
                        cwd=findings)
     elapsed = time.time() - started
     text = log.read_text(errors="replace")
@@ -104,7 +137,7 @@ def run_target(folder, target, seconds):
     artifacts = sorted(p for p in findings.iterdir() if p.is_file())
     known = {}
     for artifact in artifacts:
-        note, report = classify(binary, target, artifact, rules)
+        note, report = classify(command, target, artifact, rules)
         if note:
             known[note] = known.get(note, 0) + 1
             continue
@@ -123,7 +156,7 @@ def coverage(folder):
     """Line coverage of the reader sources over each target's corpus."""
     profiles = []
     binaries = []
-    for target in targets():
+    for target in native_targets():
         raw = BUILD.with_name("fuzz-coverage") / f"{target}.profraw"
         env = sanitizer_env()
         env["LLVM_PROFILE_FILE"] = str(raw)
@@ -161,7 +194,7 @@ def main():
     unknown = [t for t in chosen if t not in targets()]
     if not chosen[0] or unknown:
         parser.error(f"name a target ({', '.join(targets())}), or --all SECONDS, or --list")
-    folder = build()
+    folder = build() if set(chosen) & set(native_targets()) else None
     failed = sum(run_target(folder, target, seconds) for target in chosen)
     return 1 if failed else 0
 

@@ -150,6 +150,8 @@ def corpus():
         "imex_section": imex_seeds(),
         "imex_loader": imex_seeds(),
         "mores_feeds": mores_seeds(),
+        "open": {**results, **real_files({".EGRID", ".GRID"})},
+        "open_grid": {**plain, **extended},
     }
 
 

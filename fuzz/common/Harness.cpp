@@ -65,6 +65,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_data, std::size_t p_
 
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* p_data, std::size_t p_size,
                                                std::size_t p_max_size, unsigned int p_seed) {
-    return kelvara::fuzz::Mutate(kelvara::fuzz::target_format, p_data, p_size, p_max_size,
-                                 p_seed);
+    return kelvara::fuzz::Mutate(kelvara::fuzz::target_format, p_data, p_size, p_max_size, p_seed);
 }

@@ -54,6 +54,6 @@ void run_target(const Input& p_input);
 
 }  // namespace kelvara::fuzz
 
-#define KELVARA_FUZZ_TARGET(format, input)                                \
+#define KELVARA_FUZZ_TARGET(format, input)                               \
     const kelvara::fuzz::Format kelvara::fuzz::target_format = (format); \
     void kelvara::fuzz::run_target(const kelvara::fuzz::Input& input)

@@ -17,19 +17,17 @@ using Bytes = std::vector<std::uint8_t>;
 
 // Values that sit on the edges readers test: empty, negative, sign and width boundaries, and
 // counts whose products overflow 32 bits.
-constexpr std::int64_t interesting[] = {0,          1,          -1,          2,
-                                        3,          7,          8,           16,
-                                        24,         255,        256,         65535,
-                                        65536,      -2,         0x7FFFFFFF,  -0x7FFFFFFF - 1,
-                                        0x20000000, 0x40000000, 0x7FFFFFF8,  0x0FFFFFFF,
-                                        2048,       1 << 24,    -0x7FFFFFFE, 0x7FFFFFFE};
+constexpr std::int64_t interesting[] = {
+    0,          1,          -1,         2,          3,     7,       8,           16,
+    24,         255,        256,        65535,      65536, -2,      0x7FFFFFFF,  -0x7FFFFFFF - 1,
+    0x20000000, 0x40000000, 0x7FFFFFF8, 0x0FFFFFFF, 2048,  1 << 24, -0x7FFFFFFE, 0x7FFFFFFE};
 
 // Section names and types that the readers look for.
 constexpr const char* keywords[] = {
-    "DIMENS",  "COORDS",  "CORNERS", "ACTNUM",  "HOSTNUM", "LGR",     "LGRILG",  "NNC1",
-    "NNC2",    "NNCHEAD", "NNCL",    "NNCG",    "GRIDHEAD", "FILEHEAD", "COORD",  "ZCORN",
-    "ENDGRID", "ENDLGR",  "MAPAXES", "GRIDUNIT", "RADIAL",  "NNCHEADA", "NNA1",   "NNA2",
-    "CORSNUM", "LGRNAME", "INTEHEAD", "DOUBHEAD", "SEQNUM",  "PARAMS",  "PORV",    "PRESSURE"};
+    "DIMENS",  "COORDS",  "CORNERS",  "ACTNUM",   "HOSTNUM",  "LGR",      "LGRILG", "NNC1",
+    "NNC2",    "NNCHEAD", "NNCL",     "NNCG",     "GRIDHEAD", "FILEHEAD", "COORD",  "ZCORN",
+    "ENDGRID", "ENDLGR",  "MAPAXES",  "GRIDUNIT", "RADIAL",   "NNCHEADA", "NNA1",   "NNA2",
+    "CORSNUM", "LGRNAME", "INTEHEAD", "DOUBHEAD", "SEQNUM",   "PARAMS",   "PORV",   "PRESSURE"};
 constexpr const char* types[] = {"INTE", "REAL", "DOUB", "LOGI", "CHAR", "MESS", "C008", "C016"};
 
 bool host_big_endian() {
@@ -209,8 +207,8 @@ class Mutator {
             value = static_cast<std::uint32_t>(
                 interesting[below(sizeof interesting / sizeof interesting[0])]);
         } else {
-            value = load_word(p_bytes.data() + at, p_big) + static_cast<std::uint32_t>(below(9)) -
-                    4;
+            value =
+                load_word(p_bytes.data() + at, p_big) + static_cast<std::uint32_t>(below(9)) - 4;
         }
         store_word(p_bytes.data() + at, value, p_big);
     }
@@ -285,11 +283,12 @@ class Mutator {
                 break;
             }
             case 1:
-                store_word(made.data() + 8,
-                           static_cast<std::uint32_t>(
-                               chance(50) ? interesting[below(sizeof interesting / 8)]
-                                          : load_word(made.data() + 8, p_framed.big) + below(5) - 2),
-                           p_framed.big);
+                store_word(
+                    made.data() + 8,
+                    static_cast<std::uint32_t>(
+                        chance(50) ? interesting[below(sizeof interesting / 8)]
+                                   : load_word(made.data() + 8, p_framed.big) + below(5) - 2),
+                    p_framed.big);
                 break;
             default:
                 std::memcpy(made.data() + 12, types[below(sizeof types / sizeof types[0])], 4);
@@ -339,7 +338,8 @@ std::size_t Mutate(Format p_format, std::uint8_t* p_data, std::size_t p_size,
         }
         default: {
             // Four bytes of parameters, then the text.
-            if (p_size <= 4 || mutator.chance(10)) return LLVMFuzzerMutate(p_data, p_size, p_max_size);
+            if (p_size <= 4 || mutator.chance(10))
+                return LLVMFuzzerMutate(p_data, p_size, p_max_size);
             std::size_t used = 0;
             Bytes decoded = decode_b64(p_data + 4, p_size - 4, used);
             if (decoded.size() >= 4 && mutator.chance(60)) {
@@ -348,7 +348,8 @@ std::size_t Mutate(Format p_format, std::uint8_t* p_data, std::size_t p_size,
                 mutator.bytes(decoded);
             }
             Bytes out(p_data, p_data + 4);
-            if (mutator.chance(10)) out[mutator.below(4)] = static_cast<std::uint8_t>(mutator.below(256));
+            if (mutator.chance(10))
+                out[mutator.below(4)] = static_cast<std::uint8_t>(mutator.below(256));
             Bytes text = encode_b64(decoded, mutator.chance(70));
             if (mutator.chance(10) && !text.empty())
                 text.insert(text.begin() + static_cast<std::ptrdiff_t>(mutator.below(text.size())),

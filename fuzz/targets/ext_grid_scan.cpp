@@ -13,9 +13,8 @@ KELVARA_FUZZ_TARGET(kelvara::fuzz::Format::eclipse, p_input) {
             if (section.name != "ACTNUM" || ++read > 8) continue;
             kelvara::eclipse::DpDkExtGridActiveCellsCount(stream, section.position);
             ostrel::builder::ArrayFeeder feeder;
-            kelvara::eclipse::ReadExtGridDpDkActnumSections(stream, section.size,
-                                                            section.position, read % 2 == 0,
-                                                            feeder);
+            kelvara::eclipse::ReadExtGridDpDkActnumSections(stream, section.size, section.position,
+                                                            read % 2 == 0, feeder);
         }
     }
 }

@@ -21,11 +21,10 @@ KELVARA_FUZZ_TARGET(kelvara::fuzz::Format::eclipse, p_input) {
     ostrel::builder::ArrayFeeder feeder;
     using Walk = void (*)(const std::shared_ptr<kelvara::stream::FileStream>&, std::int32_t,
                           std::int64_t, ostrel::builder::ArrayFeeder&);
-    const Walk walks[] = {kelvara::eclipse::ReadCornersSequence,
-                          kelvara::eclipse::ReadActnumSequence,
-                          kelvara::eclipse::ReadHostnumSequence,
-                          kelvara::eclipse::ReadActiveBit0Sequence,
-                          kelvara::eclipse::ReadActiveBit1Sequence};
+    const Walk walks[] = {
+        kelvara::eclipse::ReadCornersSequence, kelvara::eclipse::ReadActnumSequence,
+        kelvara::eclipse::ReadHostnumSequence, kelvara::eclipse::ReadActiveBit0Sequence,
+        kelvara::eclipse::ReadActiveBit1Sequence};
     const Walk walk = walks[p_input.size() / 2 % 5];
     walk(stream, coords, first, feeder);
     kelvara::eclipse::ReadGridDpDkActnumSections(stream, coords, first, p_input.size() % 3 == 0,

@@ -16,8 +16,8 @@
 
 namespace {
 
-constexpr const char* names[] = {"IGNTID", "IGNTJD", "IGNTKD", "ICSTPS", "IPSTCS",
-                                 "ICSTCG", "ICSTGN", "BLOCKSIZE", "ICTPS1", "ICTPS2",
+constexpr const char* names[] = {"IGNTID",        "IGNTJD", "IGNTKD",    "ICSTPS", "IPSTCS",
+                                 "ICSTCG",        "ICSTGN", "BLOCKSIZE", "ICTPS1", "ICTPS2",
                                  "GRID/PAYDEPTH", "ACTNUM", "POR"};
 constexpr std::size_t name_count = sizeof names / sizeof names[0];
 
@@ -92,9 +92,8 @@ KELVARA_FUZZ_TARGET(kelvara::fuzz::Format::imex, p_input) {
     auto values = std::make_shared<ostrel::builder::TOstrelArray1DBuilder<double>>();
     const kelvara::builder::ConnectionTarget target(values);
     std::vector<std::vector<kelvara::builder::ConnectionTarget>> targets(
-        static_cast<std::size_t>(grids),
-        std::vector<kelvara::builder::ConnectionTarget>(4 + static_cast<std::size_t>(grids),
-                                                        target));
+        static_cast<std::size_t>(grids), std::vector<kelvara::builder::ConnectionTarget>(
+                                             4 + static_cast<std::size_t>(grids), target));
     kelvara::builder::SConnectionArrayFeeder feeder(loader.GetGridAssembly(), targets);
     loader.FeedConnectionGridFunctions(last, p_input.byte(2) % 2 ? 'd' : 'i', feeder);
 }

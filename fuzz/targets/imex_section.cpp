@@ -20,14 +20,18 @@ KELVARA_FUZZ_TARGET(kelvara::fuzz::Format::imex, p_input) {
         ostrel::builder::ArrayFeeder feeder;
         switch (visited / 2 % 5) {
             case 0:
-                if (type == 'i') section.FeedIntRange(feeder, 0, -1);
-                else section.FeedDoubleRange(feeder, half, -1);
+                if (type == 'i')
+                    section.FeedIntRange(feeder, 0, -1);
+                else
+                    section.FeedDoubleRange(feeder, half, -1);
                 break;
             case 1: {
                 std::vector<std::int32_t> ints;
                 std::vector<double> doubles;
-                if (type == 'i') section.LoadIntVector(ints, half, half);
-                else section.LoadDoubleVector(doubles, 0, -1);
+                if (type == 'i')
+                    section.LoadIntVector(ints, half, half);
+                else
+                    section.LoadDoubleVector(doubles, 0, -1);
                 break;
             }
             case 2: {
@@ -51,8 +55,10 @@ KELVARA_FUZZ_TARGET(kelvara::fuzz::Format::imex, p_input) {
                 std::vector<std::int32_t> ints(64);
                 std::vector<double> doubles(64);
                 const std::int32_t first = static_cast<std::int32_t>(p_input.byte(visited)) - 8;
-                if (type == 'i') section.ReadIntRange(ints.data(), first, 64);
-                else section.ReadDoubleRange(doubles.data(), first, 64);
+                if (type == 'i')
+                    section.ReadIntRange(ints.data(), first, 64);
+                else
+                    section.ReadDoubleRange(doubles.data(), first, 64);
                 break;
             }
         }
