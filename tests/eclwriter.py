@@ -119,3 +119,44 @@ class EclFile:
         with open(path, "wb") as f:
             f.write(self.bytes())
         return self
+
+
+def standard_block_items(type_: str) -> int:
+    """Items in a standard block: 105 for text types, 1000 for the others."""
+    return 105 if type_[:1] == "C" else 1000
+
+
+def write_sparse_section(f, name: str, type_: str, count: int, order: str = BIG,
+                         block_items: Optional[int] = None, items: Optional[dict] = None) -> int:
+    """Writes, at the position of the binary file f, a section of count items of which only the
+    headers and the block frames are written: the payloads are left as holes, which read back
+    as zeros, so that a file of gigabytes takes little room and time. A count beyond 2^31 - 1
+    gets its X231 header first (minus the number of whole 2^31 items, then the header of the
+    name with the rest). items maps item indices to values written in place. Blocks hold
+    block_items items (standard blocks by default). Returns the position of the first header;
+    f is left behind the section (the file grows to it even when it ends in a hole)."""
+    start = f.tell()
+    whole, rest = divmod(count, 1 << 31)
+    if whole:
+        f.write(header(name, -whole, "X231", order))
+    f.write(header(name, rest, type_, order))
+    size = item_size(type_)
+    step = block_items or standard_block_items(type_)
+    data = f.tell()
+    for first in range(0, count, step):
+        n = min(step, count - first)
+        length = struct.pack(order + "i", n * size)
+        f.seek(data)
+        f.write(length)
+        f.seek(data + 4 + n * size)
+        f.write(length)
+        data += n * size + 8
+    for index, value in sorted((items or {}).items()):
+        block, within = divmod(index, step)
+        at = start + (48 if whole else 24) + block * (step * size + 8) + 4 + within * size
+        f.seek(at)
+        f.write(pack_items(type_, [value], order))
+    f.seek(data)
+    f.truncate(max(data, f.seek(0, 2)))
+    f.seek(data)
+    return start

@@ -7,7 +7,7 @@ import pytest
 
 from kelvara import eclipse
 
-from gridwriter import BIG, LITTLE, GridFile
+from gridwriter import BIG, LITTLE, GridFile, section_entries
 
 
 def scan(f, plain, dual=1):
@@ -223,11 +223,27 @@ def test_lgr_with_a_bad_pack_size(write_ecl):
             eclipse.MapGridFileSections(f, 0)
 
 
-def test_lgr_of_a_numeric_type(write_ecl):
-    g = GridFile().dimens(1, 1, 1).add("LGR", "INTE", [1, 2])
+def test_lgr_of_a_numeric_type_with_a_bad_pack_size(write_ecl):
+    # Read as 8-byte text whatever the type: 3 INTE items are a block of 12 bytes.
+    g = GridFile().dimens(1, 1, 1).add("LGR", "INTE", [1, 2, 3])
     with open(write_ecl(g), "rb") as f:
-        with pytest.raises(RuntimeError, match=r'^Section "LGR" of type INTE holds no grid names$'):
+        with pytest.raises(RuntimeError, match=r"^Wrong pack size reading char section items$"):
             eclipse.MapGridFileSections(f, 0)
+
+
+@pytest.mark.parametrize("order", [BIG, LITTLE])
+def test_lgr_of_two_integers_names_the_grid_by_their_bytes(write_ecl, order):
+    # 2 INTE items are one 8-byte name. The header counts 2 items, so the text read goes on
+    # past the block into the next header (its leading marker read as a block of 16 bytes)
+    # until 2 texts are taken: an empty section there is swallowed whole, and the scan goes on
+    # behind it.
+    name = struct.unpack(order + "2i", b"LOCAL1  ")
+    g = GridFile().dimens(1, 1, 1).add("LGR", "INTE", list(name), order=order)
+    g.add("EATEN", "INTE", [], order=order).lgrilg(1, 1, 1).add("AFTER", "INTE", [5])
+    with open(write_ecl(g), "rb") as f:
+        d = eclipse.MapGridFileSections(f, 0)
+    assert d["__grid_names__"] == ["Main Grid", "LOCAL1"]
+    assert list(section_entries(d["__grids__"]["LOCAL1"])) == ["LGRILG", "AFTER"]
 
 
 @pytest.mark.parametrize("order", [BIG, LITTLE])

@@ -5,7 +5,7 @@ import numpy as np
 import pytest
 
 import kelvara
-from kelvara import SGridInfo, SGridInfoAssembly, TConnectionRef
+from kelvara import GridFunction, SGridInfo, SGridInfoAssembly, TConnectionRef
 
 
 def assembly_of(*dims):
@@ -61,7 +61,13 @@ def test_mask_is_shared_with_the_record():
     grid = SGridInfo()
     grid.ni, grid.nj, grid.nk = 2, 1, 1
     grid.CreateActiveMask()
-    assert grid.activeMask.shares_storage(grid.activeMask)
+    # Two views of the record's mask see one storage: a write through one shows in the other.
+    first, second = grid.activeMask, grid.activeMask
+    assert first.shares_storage(second)
+    assert first.to_numpy().tolist() == [[[0]], [[0]]]
+    GridFunction(first).set_value((1, 0, 0), 1)
+    assert second.to_numpy()[1, 0, 0] == 1
+    assert grid.activeMask.to_numpy()[:, 0, 0].tolist() == [0, 1]
     assert grid.activeMask.scalar_type == "uint8" and grid.activeMask.dimensions == 3
     with pytest.raises(TypeError, match="uint8 and rank 3"):
         grid.activeMask = kelvara.Array(np.zeros(3))

@@ -108,10 +108,16 @@ def test_negative_position_starts_at_zero_and_negative_goto_fails(open_file):
     assert (s.data_pos, s.data_size, s.end_pos) == (12, 4, len(data))
 
 
-def test_record_length_decides_the_byte_order():
-    payload = pack_items("i", [1, 2, 3], LITTLE)
-    plain = record(payload, LITTLE)
-    assert plain[:4] == struct.pack("<I", 20)
+@pytest.mark.parametrize("order,swapped", [(LITTLE, False), (BIG, True)])
+def test_record_length_decides_the_byte_order(open_file, order, swapped):
+    # The record length word (12 payload bytes + 8) read as it stands says whether the block is
+    # in this machine's order; the items come out right either way.
+    data = record(pack_items("i", [1, 2, 3], order), order)
+    assert data[:4] == struct.pack(order + "I", 20)
+    s = section(open_file(data))
+    assert s.SwapBytes() is swapped
+    assert s.data_size == 12
+    np.testing.assert_array_equal(s.GetItems("i"), [1, 2, 3])
 
 
 @pytest.mark.parametrize("reversed_word", ["length", "size"])

@@ -81,7 +81,7 @@ def test_negative_count(write_ecl):
 
 
 def test_unknown_type(write_ecl):
-    data = good().bytes() + header("ODD", 2, "X231") + frame(b"\0" * 16)
+    data = good().bytes() + header("ODD", 2, "XY23") + frame(b"\0" * 16)
     error = format_error(write_ecl(data), "unknown section type")
     assert error.section == "ODD" and error.position == len(good().bytes()) + 16
 

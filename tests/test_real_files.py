@@ -2,9 +2,12 @@
 
 The decoder below uses nothing but struct and NumPy: it walks the headers and the length-framed
 blocks of every section and decodes the items with np.frombuffer. Every file under DATA_DIR that
-starts with a section marker (00 00 00 10 or 10 00 00 00) is read both ways and the results must
-agree: the walk of a cursor, the section map, every numeric section fed to an ArrayFeeder, and the
-items of text and numeric sections as host lists.
+starts with a section marker (00 00 00 10 or 10 00 00 00) is decoded. The module's cursors size
+every text item as 8 bytes, so the files whose text sections all have 8-byte items (CURSOR_FILES)
+are also read through them, and the results must agree: the walk of a cursor, the section map,
+every numeric section fed to an ArrayFeeder, and the items of text and numeric sections as host
+lists. Files with wider C0nn items (summary files, for one) are for kelvara.open, which
+test_open_real_files checks on every file.
 """
 
 from __future__ import annotations
@@ -25,7 +28,7 @@ pytestmark = pytest.mark.skipif(not DATA_DIR.is_dir(),
 
 MARKERS = (b"\x00\x00\x00\x10", b"\x10\x00\x00\x00")
 
-# Item size in bytes by the first letter of the type; M has no items.
+# Item size in bytes by the first letter of the type; M has no items. C0nn items are nn bytes.
 ITEM_SIZES = {"C": 8, "D": 8, "I": 4, "L": 4, "R": 4, "M": 0}
 # NumPy element type of the numeric letters, without byte order.
 NUMERIC_CODES = {"I": "i4", "L": "u4", "R": "f4", "D": "f8"}
@@ -42,6 +45,13 @@ def _collect_files():
             if f.read(4) in MARKERS:
                 found.append(path)
     return found
+
+
+def item_size(type_: str) -> int:
+    """Bytes per item of a section type: nn for C0nn, else by the type's first letter."""
+    if type_.startswith("C0") and type_[2:].isdigit():
+        return int(type_[2:])
+    return ITEM_SIZES[type_[:1]]
 
 
 FILES = _collect_files()
@@ -73,11 +83,16 @@ class Decoded:
         """What a feeder must receive: every item as a double, L words unsigned."""
         return self.raw_values().astype(np.float64)
 
+    @property
+    def width(self) -> int:
+        """Bytes per item."""
+        return item_size(self.type)
+
     def texts(self) -> list:
         """Text items: trimmed of blanks on both sides, then cut at the first NUL."""
         out = []
-        for i in range(0, len(self.payload), 8):
-            item = self.payload[i:i + 8].strip(b" ")
+        for i in range(0, len(self.payload), self.width):
+            item = self.payload[i:i + self.width].strip(b" ")
             out.append(item.split(b"\x00", 1)[0].decode("latin-1"))
         return out
 
@@ -91,7 +106,7 @@ def decode_file(raw: bytes) -> list:
         (count,) = struct.unpack_from(order + "i", raw, pos + 12)
         type_ = raw[pos + 16:pos + 20].decode("latin-1")
         assert type_[:1] in ITEM_SIZES, f"unknown type {type_!r} at {pos}"
-        total = ITEM_SIZES[type_[:1]] * count
+        total = item_size(type_) * count
         block = pos + 24
         chunks = []
         done = 0
@@ -112,6 +127,15 @@ def decode_file(raw: bytes) -> list:
 @lru_cache(maxsize=None)
 def decoded(path: Path) -> tuple:
     return tuple(decode_file(path.read_bytes()))
+
+
+def has_only_8_byte_text(path: Path) -> bool:
+    """Whether every text section of the file has 8-byte items, as the cursors read them."""
+    return all(s.width == 8 for s in decoded(path) if s.letter == "C")
+
+
+CURSOR_FILES = [p for p in FILES if has_only_8_byte_text(p)]
+CURSOR_FILE_IDS = [p.relative_to(DATA_DIR).as_posix() for p in CURSOR_FILES]
 
 
 def bits(values) -> np.ndarray:
@@ -137,19 +161,44 @@ def list_sample(sections) -> set:
 
 
 def test_collection_takes_unformatted_files_only():
-    eclipse_suffix = {".EGRID", ".GRID", ".INIT", ".UNRST"}
-    expected = [p for p in DATA_DIR.rglob("*") if p.is_file() and
-                (p.suffix in eclipse_suffix or (p.suffix[:2] == ".X" and p.suffix[2:].isdigit()))]
-    assert expected, "no ECLIPSE result files in the data folder"
-    assert sorted(expected) == FILES
-    assert not any(p.suffix in {".FEGRID", ".sr3", ".dat", ".md", ".py", ".txt"} for p in FILES)
+    # Chosen by their first bytes, whatever their names: grid, init, restart and summary files
+    # are in, formatted files and SR3 files (an HDF5 signature) are out.
+    assert FILES, "no ECLIPSE unformatted files in the data folder"
+    suffixes = {p.suffix for p in FILES}
+    assert {".EGRID", ".GRID", ".INIT", ".UNRST", ".SMSPEC", ".UNSMRY", ".ESMRY"} <= suffixes
+    assert any(p.suffix[:2] == ".X" and p.suffix[2:].isdigit() for p in FILES)
+    assert not any(p.suffix in {".FEGRID", ".FINIT", ".sr3", ".dat", ".md", ".py", ".txt"}
+                   for p in FILES)
+    skipped = [p for p in DATA_DIR.rglob("*") if p.is_file() and p not in FILES]
+    assert any(p.suffix == ".FEGRID" for p in skipped) and any(p.suffix == ".sr3" for p in skipped)
+    for p in skipped:
+        with open(p, "rb") as f:
+            assert f.read(4) not in MARKERS, p
+
+
+def test_cursor_files_leave_out_only_wide_text_items():
+    # The cursors read 8-byte text items; every file left out of their tests has a C0nn type
+    # whose items are wider or narrower, and files with such types exist.
+    left_out = [p for p in FILES if p not in CURSOR_FILES]
+    assert left_out
+    for p in left_out:
+        assert any(s.letter == "C" and s.width != 8 for s in decoded(p)), p
+    assert {".SMSPEC", ".UNSMRY"} & {p.suffix for p in CURSOR_FILES}
+
+
+def test_decoder_sizes_c0nn_items_at_their_own_width():
+    wide = [(p, s) for p in FILES for s in decoded(p) if s.type.startswith("C0") and s.width > 8]
+    assert wide, "no C0nn section wider than 8 bytes in the data folder"
+    for p, s in wide:
+        assert len(s.payload) == s.count * int(s.type[2:]), (p, s.name)
+        assert len(s.texts()) == s.count, (p, s.name)
 
 
 # --------------------------------------------------------------------------------------------
 # Per file: walk, map, items
 
 
-@pytest.mark.parametrize("path", FILES, ids=FILE_IDS)
+@pytest.mark.parametrize("path", CURSOR_FILES, ids=CURSOR_FILE_IDS)
 def test_cursor_walk_visits_every_section(path):
     sections = decoded(path)
     size = path.stat().st_size
@@ -171,7 +220,7 @@ def test_cursor_walk_visits_every_section(path):
         assert f.tell() == 0
 
 
-@pytest.mark.parametrize("path", FILES, ids=FILE_IDS)
+@pytest.mark.parametrize("path", CURSOR_FILES, ids=CURSOR_FILE_IDS)
 def test_section_map_holds_last_occurrences(path):
     sections = decoded(path)
     size = path.stat().st_size
@@ -187,7 +236,7 @@ def test_section_map_holds_last_occurrences(path):
     assert list(catalogue) == list(expected)
 
 
-@pytest.mark.parametrize("path", FILES, ids=FILE_IDS)
+@pytest.mark.parametrize("path", CURSOR_FILES, ids=CURSOR_FILE_IDS)
 def test_items_match_the_decoder(path):
     sections = decoded(path)
     sample = list_sample(sections)
@@ -230,7 +279,7 @@ def test_items_match_the_decoder(path):
     assert checked["list"] == len(sample)
 
 
-@pytest.mark.parametrize("path", FILES, ids=FILE_IDS)
+@pytest.mark.parametrize("path", CURSOR_FILES, ids=CURSOR_FILE_IDS)
 def test_sections_load_alike_from_a_fresh_cursor(path):
     # The same values through a cursor made at each section's position, on one open file; the
     # largest sections of the file are enough to cross many buffer refills.

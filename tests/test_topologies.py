@@ -372,3 +372,16 @@ def test_flags_as_a_grid_function_and_what_a_selection_refuses():
     corners.location = 0
     np.testing.assert_array_equal(selection.create_histogram(corners, 0, 2, 2).to_numpy(),
                                   [0, 0, 24, 0])
+
+
+def test_set_array_binds_and_keeps_the_leading_extents():
+    function = GridFunction(Array(np.arange(1, 5, dtype=np.int32).reshape(4, 1, 1)))
+    other = Array(np.array([10, 20, 30, 40], dtype=np.int32).reshape(2, 2, 1, order="F"))
+    function.set_array(other)
+    held = function.array
+    assert held.shape == (4, 1, 1) and other.shape == (2, 2, 1)
+    assert held.shares_storage(other) and other.use_count >= 2
+    # The values in storage order: other's (i, j) = (1, 0) is the second element.
+    assert [function.value((i, 0, 0)) for i in range(4)] == [10, 20, 30, 40]
+    other.negate()
+    assert function.value((3, 0, 0)) == -40

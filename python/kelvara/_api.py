@@ -13,8 +13,12 @@ from ._errors import FormatError
 from ._kelvaraio import _typed
 from ._source import PathOrFile, open_source
 
-# Bytes walked per scan step; a progress callback is told after each.
+# Bytes of the file passed per scan step; a progress callback is told after each.
 _SCAN_STEP = 64 << 20
+
+# An array of more than this many items has two headers (X231, then its true type): its data
+# starts behind the second.
+_ONE_HEADER_ITEMS = (1 << 31) - 1
 
 _NUMERIC_DTYPES = {
     "INTE": np.dtype(np.int32),
@@ -78,8 +82,11 @@ class EclipseFile:
     """An ECLIPSE unformatted file (INIT, UNRST, Xnnnn, EGRID, GRID, ...) opened by
     :func:`kelvara.open`: the catalogue of every section, in file order, and typed reads.
 
-    The whole file is checked when it is opened (every header and block frame, no items), so
-    that a file which is not what it claims raises :class:`kelvara.FormatError` at once.
+    Opening reads the headers only: each section's end comes from the arithmetic of the
+    standard blocks, checked by the first and last block lengths and the next header, and a
+    section's block frames are walked only where that guess fails. A file which is not what it
+    claims raises :class:`kelvara.FormatError` at once where its headers or a walk show it;
+    a broken frame inside a section whose guess holds raises it when that section is read.
     Reads go straight from the file into the NumPy array they return; they release the
     interpreter's lock, so several threads may read one file side by side.
     """
@@ -248,8 +255,9 @@ class EclipseFile:
         position = int(self._positions[index])
         dtype = dtype_of(type_)
         out = np.empty(0 if type_ == "MESS" else count, dtype=dtype)
-        problem = _typed.read_into(self._source, position + 24, bool(self._big_endian[index]),
-                                   type_, count, out)
+        data = position + (48 if count > _ONE_HEADER_ITEMS else 24)
+        problem = _typed.read_into(self._source, data, bool(self._big_endian[index]), type_,
+                                   count, out)
         if problem is not None:
             reason, at = problem
             raise FormatError(self.path, reason, at, self._name_list[int(self._name_ids[index])],
@@ -288,8 +296,8 @@ def open(source: PathOrFile, *, progress: Optional[ProgressCallback] = None) -> 
     """Opens an ECLIPSE unformatted file by path (``str``, ``bytes`` or ``os.PathLike``) or as
     a binary file object, and catalogues every section.
 
-    ``progress``, when given, is called as ``progress(bytes_done, bytes_total)`` while the file
-    is walked. Raises :class:`kelvara.FormatError` for a file that is not an ECLIPSE
+    ``progress``, when given, is called as ``progress(bytes_done, bytes_total)`` while the
+    headers are read. Raises :class:`kelvara.FormatError` for a file that is not an ECLIPSE
     unformatted file or is broken, and what Python raises for paths that do not exist,
     directories and closed files.
     """

@@ -73,7 +73,7 @@ eclipse::TItemType ItemType(const std::string& p_type) {
 }
 
 py::object ReadInto(const Source& p_source, std::int64_t p_data_position, bool p_swap,
-                    const std::string& p_type, std::int32_t p_count, py::array p_out) {
+                    const std::string& p_type, std::int64_t p_count, py::array p_out) {
     const eclipse::TItemType type = ItemType(p_type);
     if (p_count < 0) throw py::value_error("a negative item count");
     if (!(p_out.flags() & py::array::c_style) || !p_out.writeable() ||
@@ -145,6 +145,10 @@ void ExposeTypedRead(py::module_& p_module) {
              "Walks on over at least nbytes bytes; True when the walk is over.")
         .def_property_readonly("position", &SectionScanner::position)
         .def_property_readonly("file_size", &SectionScanner::file_size)
+        .def_property_readonly("guessed", &SectionScanner::guessed,
+                               "Sections taken by the arithmetic of the standard blocks.")
+        .def_property_readonly("walked", &SectionScanner::walked,
+                               "Sections whose block frames were walked.")
         .def_property_readonly("problem", &Problem,
                                "None, or (message, byte, section name, section position).")
         .def("table", &Table,

@@ -25,7 +25,7 @@ class TextCollector final : public TListCursor {
   public:
     explicit TextCollector(std::vector<std::string>& p_texts) : m_texts(p_texts) {}
     void put_text(const char* p_text) override { m_texts.emplace_back(p_text); }
-    // ListAll of a CHAR section delivers texts only.
+    // The text loop delivers texts only.
     void put_int(std::int32_t) override {}
     void put_float(double) override {}
 
@@ -58,14 +58,10 @@ std::shared_ptr<std::vector<std::int32_t>> ReadIntItems(Section& p_section) {
 }
 
 std::shared_ptr<std::vector<std::string>> ReadStringItems(Section& p_section) {
-    if (p_section.letter() != 'C') {
-        throw std::runtime_error("Section \"" + std::string(p_section.Name()) + "\" of type " +
-                                 p_section.Type() + " holds no grid names");
-    }
     auto texts = std::make_shared<std::vector<std::string>>();
     texts->reserve(ReservableItems(p_section));
     TextCollector collector(*texts);
-    p_section.ListAll(collector);
+    p_section.ListAllAsText(collector);
     return texts;
 }
 

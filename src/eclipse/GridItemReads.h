@@ -19,9 +19,9 @@ class Section;
 void AppendIntItems(Section& p_section, std::vector<std::int32_t>& p_items);
 std::shared_ptr<std::vector<std::int32_t>> ReadIntItems(Section& p_section);
 
-// Every item of a CHAR section, each 8-byte item trimmed of blanks. A block whose length is no
-// multiple of 8 throws "Wrong pack size reading char section items"; a section of another type
-// throws as well, since it holds no names.
+// Every item of a section as 8-byte text, each trimmed of blanks, whatever the type says: a
+// block whose length is no multiple of 8 throws "Wrong pack size reading char section items".
+// The reading ends when as many 8-byte items as the header counts were taken.
 std::shared_ptr<std::vector<std::string>> ReadStringItems(Section& p_section);
 
 // The room to reserve for the items of the section: its count, but never more than the rest of

@@ -51,6 +51,8 @@ class Section {
                    std::int32_t p_count, std::int32_t p_skip);
     void FeedMasked(const TSectionMask& p_mask, ostrel::builder::ArrayFeeder& p_feeder);
     void ListAll(TListCursor& p_cursor);
+    // Every item as 8-byte text, whatever the type says (the grid scans' names).
+    void ListAllAsText(TListCursor& p_cursor);
     void ListRange(TListCursor& p_cursor, std::int32_t p_start, std::int32_t p_count,
                    std::int32_t p_skip);
     void FeedBit0(ostrel::builder::ArrayFeeder& p_feeder);

@@ -228,14 +228,19 @@ void Section::FeedMasked(const TSectionMask& p_mask, ArrayFeeder& p_feeder) {
 }
 
 void Section::ListAll(TListCursor& p_cursor) {
-    BeginLoad();
     if (letter() == 'C') {
-        stream::with_byte_order(m_swap, [&](auto p_swap) {
-            text_loop<decltype(p_swap)::value>(*m_stream, m_count, p_cursor);
-        });
+        ListAllAsText(p_cursor);
         return;
     }
+    BeginLoad();
     whole_numeric<ListSink>(*this, p_cursor);
+}
+
+void Section::ListAllAsText(TListCursor& p_cursor) {
+    BeginLoad();
+    stream::with_byte_order(m_swap, [&](auto p_swap) {
+        text_loop<decltype(p_swap)::value>(*m_stream, m_count, p_cursor);
+    });
 }
 
 std::int64_t Section::RangeCount(std::int32_t p_start, std::int32_t p_count) const {

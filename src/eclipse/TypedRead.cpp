@@ -48,9 +48,10 @@ bool read_numbers(PayloadReader& p_reader, char* p_out, std::int64_t p_total, st
 // Reads the items through a buffer of scratch_items items and hands each round to p_convert
 // (raw bytes, item count, index of the first).
 template <class Convert>
-bool read_converted(PayloadReader& p_reader, std::int32_t p_count, std::int32_t p_size,
+bool read_converted(PayloadReader& p_reader, std::int64_t p_count, std::int32_t p_size,
                     Convert&& p_convert) {
-    const std::size_t capacity = std::min<std::size_t>(scratch_items, p_count);
+    const std::size_t capacity =
+        std::min<std::size_t>(scratch_items, static_cast<std::size_t>(p_count));
     std::unique_ptr<char[]> scratch(new char[capacity * p_size]);
     std::size_t done = 0;
     while (done < static_cast<std::size_t>(p_count)) {
@@ -105,9 +106,9 @@ std::int64_t TypedBytes(TItemType p_type, std::int64_t p_count) {
 }
 
 TFormatProblem ReadTypedItems(const stream::SharedFile& p_file, std::int64_t p_data_position,
-                              bool p_swap, TItemType p_type, std::int32_t p_count, void* p_out) {
+                              bool p_swap, TItemType p_type, std::int64_t p_count, void* p_out) {
     if (p_count <= 0 || p_type.size <= 0) return {};
-    const std::int64_t total = std::int64_t(p_count) * p_type.size;
+    const std::int64_t total = p_count * p_type.size;
     PayloadReader reader(p_file, p_data_position, p_swap, total, p_type.size);
     bool ok = false;
     switch (p_type.kind) {

@@ -20,7 +20,7 @@ std::int64_t TypedBytes(TItemType p_type, std::int64_t p_count);
 // Takes no lock and calls nothing of Python: it may run without the interpreter's lock.
 // Returns the problem found, empty when all went well; p_out is then undefined.
 TFormatProblem ReadTypedItems(const stream::SharedFile& p_file, std::int64_t p_data_position,
-                              bool p_swap, TItemType p_type, std::int32_t p_count, void* p_out);
+                              bool p_swap, TItemType p_type, std::int64_t p_count, void* p_out);
 
 // Reads the first items of p_sections INTE sections (header positions p_positions, item counts
 // p_counts, byte orders p_swaps) into the rows of p_out, p_width integers a row: the items a

@@ -17,6 +17,7 @@ void FileStream::jump(std::int64_t p_position) {
 }
 
 std::size_t FileStream::read(void* p_out, std::size_t p_size) {
+    ++m_read_calls;
     auto* out = static_cast<char*>(p_out);
     std::size_t done = 0;
     while (done < p_size) {

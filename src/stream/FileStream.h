@@ -32,6 +32,9 @@ class FileStream {
 
     // Reads up to p_size bytes; fewer only at the end of the file.
     std::size_t read(void* p_out, std::size_t p_size);
+    // How many read calls this stream was asked for: for tests that must know how a reader
+    // splits its work into reads.
+    std::uint64_t read_calls() const { return m_read_calls; }
 
     // Buffered bytes at the position: at least p_min of them unless the file ends first.
     // p_avail receives how many there are; consume() moves the position over those used.
@@ -130,6 +133,7 @@ class FileStream {
     MappedWindow m_mapped;               // the view of long sequential runs
     MappedWindow m_lanes[sparse_lanes];  // the views of walks
     int m_served[sparse_lanes] = {};     // the window that served each lane last
+    std::uint64_t m_read_calls = 0;
 };
 
 // The signed word of 4 bytes in file order, reversed when Swap is set.

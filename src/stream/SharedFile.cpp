@@ -71,6 +71,7 @@ SharedFile::~SharedFile() {
 }
 
 std::size_t SharedFile::read_at(void* p_out, std::size_t p_size, std::int64_t p_offset) const {
+    m_read_calls.fetch_add(1, std::memory_order_relaxed);
     auto* out = static_cast<char*>(p_out);
     std::size_t done = 0;
     while (done < p_size) {

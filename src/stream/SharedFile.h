@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -25,6 +26,9 @@ class SharedFile {
     // The file's present size in bytes.
     std::int64_t size() const;
     int descriptor() const { return m_fd; }
+    // How many read_at calls this file was asked for, by every reader: for tests that must know
+    // how a reader splits its work into read calls.
+    std::uint64_t read_calls() const { return m_read_calls.load(std::memory_order_relaxed); }
 
     struct Key {
         unsigned long long device;
@@ -36,6 +40,7 @@ class SharedFile {
 
     int m_fd;
     Key m_key;
+    mutable std::atomic<std::uint64_t> m_read_calls{0};
 };
 
 }  // namespace kelvara::stream

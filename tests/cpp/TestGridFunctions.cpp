@@ -230,6 +230,22 @@ TEST(GridFunctionComposition, SetArrayAndMakeUnique) {
     EXPECT_ANY_THROW(function.set_array(std::make_shared<Array<double, 1>>()));
 }
 
+TEST(GridFunctionComposition, SetArrayBindsKeepingTheLeadingExtents) {
+    ArrayGridFunction<int, 3> function(array3<int>(box(4, 1, 1), {1, 2, 3, 4}));
+    auto other = std::make_shared<Array<int, 3>>(array3<int>(box(2, 2, 1), {10, 20, 30, 40}));
+    function.set_array(other);
+    const auto& held = static_cast<const Array<int, 3>&>(*function.array());
+    EXPECT_EQ(held.extents()[0], 4);
+    EXPECT_EQ(held.extents()[1], 1);
+    EXPECT_EQ(held.extents()[2], 1);
+    EXPECT_EQ(other->extents()[0], 2);
+    // One storage for both: the values in storage order, a write through the other seen.
+    EXPECT_EQ(other->use_count(), 2);
+    EXPECT_EQ(function.value(Handle3{{3, 0, 0}}), 40);
+    (*other)[1] = 200;
+    EXPECT_EQ(function.value(Handle3{{1, 0, 0}}), 200);
+}
+
 TEST(GridFunctionComposition, WritableInterfacesOfTheMapperTypes) {
     ArrayGridFunction<unsigned int, 3> numbers(array3<unsigned int>(box(1, 1, 2), {0, 0}));
     IWritableTypeGridFunction<unsigned int, unsigned int>& writable = numbers;

@@ -89,6 +89,44 @@ TEST(ImexChunkedReads, ShortBulkReadReportsTheBytesThatArrived) {
     EXPECT_EQ(kelvara::imex::read_in_calls<IntItem>(source, out.data(), 5), 10);
 }
 
+TEST(ImexSection, FeedIntRangeReadsChunksOf1024Items) {
+    const auto values = Iota(3000, 5);
+    for (bool big : {true, false}) {
+        ImexWriter writer;
+        writer.Record(ImexWriter::Items(values, big), big);
+        auto stream = writer.open();
+        Section section(stream, 0, false);
+        for (auto [count, chunks] :
+             {std::pair<std::int32_t, std::uint64_t>{1024, 1}, {1025, 2}, {2048, 2}, {2049, 3}}) {
+            SCOPED_TRACE(count);
+            ArrayFeeder feeder;
+            const std::uint64_t before = stream->read_calls();
+            ASSERT_TRUE(section.FeedIntRange(feeder, 1, count));
+            EXPECT_EQ(stream->read_calls() - before, chunks);
+            const auto fed = FedValues(feeder);
+            ASSERT_EQ(fed.size(), static_cast<std::size_t>(count));
+            EXPECT_EQ(fed.back(), values[count]);
+        }
+    }
+}
+
+TEST(ImexSection, ReadIntRangeTakes0x3E000ItemsInTwoReadCalls) {
+    const auto values = Iota(0x3E000 + 3, 1);
+    ImexWriter writer;
+    writer.Record(ImexWriter::Items(values, false), false);
+    auto stream = writer.open();
+    Section section(stream, 0, false);
+    std::vector<std::int32_t> out(0x3E000);
+    for (auto [count, calls] : {std::pair<std::int32_t, std::uint64_t>{0x3DFFF, 1}, {0x3E000, 2}}) {
+        SCOPED_TRACE(count);
+        const std::uint64_t before = stream->file()->read_calls();
+        ASSERT_TRUE(section.ReadIntRange(out.data(), 2, count));
+        EXPECT_EQ(stream->file()->read_calls() - before, calls);
+        EXPECT_EQ(out[0], values[2]);
+        EXPECT_EQ(out[count - 1], values[2 + count - 1]);
+    }
+}
+
 TEST(ImexSection, RangedReadsInEveryFrameAndOrder) {
     const auto values = Iota(3000, -100);
     ImexWriter writer;

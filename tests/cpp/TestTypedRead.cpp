@@ -101,7 +101,7 @@ TEST_P(TypedRead, ScanCataloguesEveryOccurrence) {
     EXPECT_EQ(scanner.positions, (std::vector<std::int64_t>{0, 36, 76, 100}));
     EXPECT_EQ(scanner.name_ids, (std::vector<std::int32_t>{0, 1, 2, 0}));
     EXPECT_EQ(scanner.names, (std::vector<std::string>{"SEQNUM", "PRESSURE", "STARTSOL"}));
-    EXPECT_EQ(scanner.counts, (std::vector<std::int32_t>{1, 2, 0, 1}));
+    EXPECT_EQ(scanner.counts, (std::vector<std::int64_t>{1, 2, 0, 1}));
     EXPECT_EQ(scanner.swaps[0], GetParam() ? 1 : 0);
 }
 
@@ -118,6 +118,24 @@ TEST_P(TypedRead, ScanStopsAtTheFirstProblem) {
     EXPECT_EQ(scanner.problem_section(), "ODD");
     EXPECT_EQ(scanner.problem_section_position(), 36);
     EXPECT_EQ(scanner.positions.size(), 1u);
+}
+
+TEST_P(TypedRead, ScanTakesStandardBlocksByTheirGuessAndWalksOthers) {
+    EclWriter writer(GetParam());
+    writer.header("STANDARD", 1500, "REAL")
+        .block(std::vector<float>(1000, 1.0f))
+        .block(std::vector<float>(500, 2.0f));
+    writer.header("OTHER", 1500, "REAL")
+        .block(std::vector<float>(700, 1.0f))
+        .block(std::vector<float>(800, 2.0f));
+    writer.header("LAST", 0, "MESS");
+    auto stream = writer.open();
+    SectionScanner scanner(stream->file());
+    EXPECT_TRUE(scanner.Step(1 << 20));
+    EXPECT_FALSE(scanner.problem());
+    EXPECT_EQ(scanner.positions, (std::vector<std::int64_t>{0, 6040, 12080}));
+    EXPECT_EQ(scanner.guessed(), 1);
+    EXPECT_EQ(scanner.walked(), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(ByteOrders, TypedRead, ::testing::Values(true, false));

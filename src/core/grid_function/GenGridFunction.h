@@ -109,10 +109,12 @@ class OSTREL_CORE_API GridFunctionCommon : public Interface,
     }
     void set_array(const std::shared_ptr<IArray>& p_array) override {
         if constexpr (Impl::holds_array) {
+            // Binds the held array to the other array's storage: the held array keeps its own
+            // leading extents and only its last follows the storage's size.
             using A = typename Impl::array_type;
-            const A* arr = dynamic_cast<const A*>(p_array.get());
+            A* arr = dynamic_cast<A*>(p_array.get());
             if (!arr) fail_wrong_array_type(__LINE__);
-            Impl::held_array() = *arr;
+            Impl::held_array().reset(arr->implementation());
         } else {
             (void)p_array;
             fail_no_array(__LINE__);
