@@ -96,7 +96,8 @@ def classify(command, target, artifact, rules):
     try:
         run = subprocess.run([*command, "-rss_limit_mb=2048", "-malloc_limit_mb=256",
                               "-timeout=30", str(artifact)], env=sanitizer_env(),
-                             capture_output=True, text=True, errors="replace", timeout=120)
+                             capture_output=True, text=True, errors="replace", timeout=120,
+                             cwd=artifact.parent)
         report = run.stdout + run.stderr
     except subprocess.TimeoutExpired:
         report = "timeout: the input ran for more than 120 seconds"
