@@ -50,7 +50,7 @@ class OSTREL_CORE_API VectorArrayImpl final : public IArrayImpl {
 };
 
 #define OSTREL_EXTERN_VECTOR_ARRAY_IMPL(...) \
-    extern template class OSTREL_CORE_API VectorArrayImpl<__VA_ARGS__>;
+    extern template class OSTREL_CORE_TEMPLATE_API VectorArrayImpl<__VA_ARGS__>;
 OSTREL_FOR_EACH_STORAGE_TYPE(OSTREL_EXTERN_VECTOR_ARRAY_IMPL)
 #undef OSTREL_EXTERN_VECTOR_ARRAY_IMPL
 
