@@ -234,10 +234,14 @@ TEST(GridFunctionComposition, SetArrayBindsKeepingTheLeadingExtents) {
     ArrayGridFunction<int, 3> function(array3<int>(box(4, 1, 1), {1, 2, 3, 4}));
     auto other = std::make_shared<Array<int, 3>>(array3<int>(box(2, 2, 1), {10, 20, 30, 40}));
     function.set_array(other);
-    const auto& held = static_cast<const Array<int, 3>&>(*function.array());
-    EXPECT_EQ(held.extents()[0], 4);
-    EXPECT_EQ(held.extents()[1], 1);
-    EXPECT_EQ(held.extents()[2], 1);
+    {
+        // A function that is not shared gives a new view of its array, kept alive in this block.
+        const auto view = function.array();
+        const auto& held = static_cast<const Array<int, 3>&>(*view);
+        EXPECT_EQ(held.extents()[0], 4);
+        EXPECT_EQ(held.extents()[1], 1);
+        EXPECT_EQ(held.extents()[2], 1);
+    }
     EXPECT_EQ(other->extents()[0], 2);
     // One storage for both: the values in storage order, a write through the other seen.
     EXPECT_EQ(other->use_count(), 2);
