@@ -54,8 +54,8 @@ class OSTREL_CORE_API TOstrelArray1DBuilder : public ArrayFeeder {
     T m_fill;
 };
 
-extern template class TOstrelArray1DBuilder<float>;
-extern template class TOstrelArray1DBuilder<double>;
-extern template class TOstrelArray1DBuilder<int>;
+extern template class OSTREL_CORE_TEMPLATE_API TOstrelArray1DBuilder<float>;
+extern template class OSTREL_CORE_TEMPLATE_API TOstrelArray1DBuilder<double>;
+extern template class OSTREL_CORE_TEMPLATE_API TOstrelArray1DBuilder<int>;
 
 }  // namespace ostrel::builder

@@ -40,8 +40,8 @@ class OSTREL_CORE_API TOstrelArray3DBuilder {
     std::size_t m_overflow = 0;
 };
 
-extern template class TOstrelArray3DBuilder<float>;
-extern template class TOstrelArray3DBuilder<double>;
-extern template class TOstrelArray3DBuilder<unsigned char>;
+extern template class OSTREL_CORE_TEMPLATE_API TOstrelArray3DBuilder<float>;
+extern template class OSTREL_CORE_TEMPLATE_API TOstrelArray3DBuilder<double>;
+extern template class OSTREL_CORE_TEMPLATE_API TOstrelArray3DBuilder<unsigned char>;
 
 }  // namespace ostrel::builder

@@ -8,13 +8,13 @@
 
 namespace ostrel::core {
 
-#define OSTREL_EXTERN_ARRAY_123(...)             \
-    extern template class Array<__VA_ARGS__, 1>; \
-    extern template class Array<__VA_ARGS__, 2>; \
-    extern template class Array<__VA_ARGS__, 3>;
-#define OSTREL_EXTERN_ARRAY_13(...)              \
-    extern template class Array<__VA_ARGS__, 1>; \
-    extern template class Array<__VA_ARGS__, 3>;
+#define OSTREL_EXTERN_ARRAY_123(...)                                      \
+    extern template class OSTREL_CORE_TEMPLATE_API Array<__VA_ARGS__, 1>; \
+    extern template class OSTREL_CORE_TEMPLATE_API Array<__VA_ARGS__, 2>; \
+    extern template class OSTREL_CORE_TEMPLATE_API Array<__VA_ARGS__, 3>;
+#define OSTREL_EXTERN_ARRAY_13(...)                                       \
+    extern template class OSTREL_CORE_TEMPLATE_API Array<__VA_ARGS__, 1>; \
+    extern template class OSTREL_CORE_TEMPLATE_API Array<__VA_ARGS__, 3>;
 OSTREL_FOR_EACH_STORAGE_TYPE(OSTREL_EXTERN_ARRAY_123)
 OSTREL_FOR_EACH_STORAGELESS_TYPE(OSTREL_EXTERN_ARRAY_13)
 #undef OSTREL_EXTERN_ARRAY_123

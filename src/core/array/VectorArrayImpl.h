@@ -49,7 +49,8 @@ class OSTREL_CORE_API VectorArrayImpl final : public IArrayImpl {
     std::vector<stored_type, StorageAllocator<stored_type>> m_vector;
 };
 
-#define OSTREL_EXTERN_VECTOR_ARRAY_IMPL(...) extern template class VectorArrayImpl<__VA_ARGS__>;
+#define OSTREL_EXTERN_VECTOR_ARRAY_IMPL(...) \
+    extern template class OSTREL_CORE_TEMPLATE_API VectorArrayImpl<__VA_ARGS__>;
 OSTREL_FOR_EACH_STORAGE_TYPE(OSTREL_EXTERN_VECTOR_ARRAY_IMPL)
 #undef OSTREL_EXTERN_VECTOR_ARRAY_IMPL
 

@@ -284,22 +284,22 @@ using ViewGridFunction =
 
 namespace ostrel::core {
 
-#define OSTREL_EXTERN_ARRAY_GRID_FUNCTION(...)                                       \
-    extern template class GridFunction<ArrayGridFunctionImpl<Array<__VA_ARGS__, 1>>, \
-                                       PassHandleMapper, is::Writable>;              \
-    extern template class GridFunction<ArrayGridFunctionImpl<Array<__VA_ARGS__, 3>>, \
-                                       PassHandleMapper, is::Writable>;
-#define OSTREL_EXTERN_VIEW_GRID_FUNCTION(...)                                                   \
-    extern template class GridFunction<ViewGridFunctionImpl<ArrayGridFunction<__VA_ARGS__, 3>>, \
-                                       PassHandleMapper, is::Const>;
+#define OSTREL_EXTERN_ARRAY_GRID_FUNCTION(...)                                         \
+    extern template class OSTREL_CORE_TEMPLATE_API GridFunction<                       \
+        ArrayGridFunctionImpl<Array<__VA_ARGS__, 1>>, PassHandleMapper, is::Writable>; \
+    extern template class OSTREL_CORE_TEMPLATE_API GridFunction<                       \
+        ArrayGridFunctionImpl<Array<__VA_ARGS__, 3>>, PassHandleMapper, is::Writable>;
+#define OSTREL_EXTERN_VIEW_GRID_FUNCTION(...)                    \
+    extern template class OSTREL_CORE_TEMPLATE_API GridFunction< \
+        ViewGridFunctionImpl<ArrayGridFunction<__VA_ARGS__, 3>>, PassHandleMapper, is::Const>;
 OSTREL_FOR_EACH_GRID_FUNCTION_ARRAY_TYPE(OSTREL_EXTERN_ARRAY_GRID_FUNCTION)
 OSTREL_FOR_EACH_GRID_FUNCTION_VIEW_TYPE(OSTREL_EXTERN_VIEW_GRID_FUNCTION)
-extern template class GridFunction<ArrayGridFunctionImpl<Array<mtm::RigidVector<6, double>, 1>>,
-                                   PassHandleMapper, is::Writable>;
-extern template class GridFunction<StaticConstantGridFunctionImpl<bool, 1>, PassHandleMapper,
-                                   is::Const>;
-extern template class GridFunction<StaticConstantGridFunctionImpl<int, 1>, PassHandleMapper,
-                                   is::Const>;
+extern template class OSTREL_CORE_TEMPLATE_API GridFunction<
+    ArrayGridFunctionImpl<Array<mtm::RigidVector<6, double>, 1>>, PassHandleMapper, is::Writable>;
+extern template class OSTREL_CORE_API
+    GridFunction<StaticConstantGridFunctionImpl<bool, 1>, PassHandleMapper, is::Const>;
+extern template class OSTREL_CORE_API
+    GridFunction<StaticConstantGridFunctionImpl<int, 1>, PassHandleMapper, is::Const>;
 #undef OSTREL_EXTERN_ARRAY_GRID_FUNCTION
 #undef OSTREL_EXTERN_VIEW_GRID_FUNCTION
 
