@@ -112,7 +112,9 @@ Framed parse_imex(const std::uint8_t* p_data, std::size_t p_size) {
         if (form == 1 && std::memcmp(at + 4, marker, 4) != 0) break;
         if (form == 2 && std::memcmp(at, marker, 4) != 0) break;
         const std::uint32_t size = load_word(at + header - 4, framed.big);
-        if (size > p_size - pos - header - trailer) break;
+        // A record frame whose trailing word would lie past the end is no frame either.
+        const std::size_t room = p_size - pos - header;
+        if (room < trailer || size > room - trailer) break;
         framed.payloads.emplace_back(at + header, at + header + size);
         pos += header + size + trailer;
     }
