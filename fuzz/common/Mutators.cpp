@@ -310,7 +310,8 @@ class Mutator {
 
 std::size_t put(const Bytes& p_out, std::uint8_t* p_data, std::size_t p_max_size) {
     const std::size_t size = std::min(p_out.size(), p_max_size);
-    std::memcpy(p_data, p_out.data(), size);
+    // An empty result has no bytes to copy, and maybe no storage to copy from.
+    if (size != 0) std::memcpy(p_data, p_out.data(), size);
     return size;
 }
 
