@@ -21,22 +21,10 @@ using formatted::FormattedScanner;
 
 py::object ReadInto(py::handle p_source, std::int64_t p_position, std::int64_t p_line,
                     const std::string& p_type, std::int32_t p_count, py::array p_out) {
-    const eclipse::TItemType type = ItemType(p_type);
-    if (p_count < 0) throw py::value_error("a negative item count");
-    if (!(p_out.flags() & py::array::c_style) || !p_out.writeable() ||
-        p_out.nbytes() != eclipse::TypedBytes(type, p_count)) {
-        throw py::value_error("the array does not fit the section's items");
-    }
     const std::shared_ptr<stream::SharedFile> file = SourceFile(p_source);
-    // The array stays referenced by the caller's frame while the lock is released.
-    void* out = p_out.mutable_data();
-    formatted::TTextProblem problem;
-    {
-        py::gil_scoped_release release;
-        problem = formatted::ReadFormattedItems(*file, p_position, p_line, type, p_count, out);
-    }
-    if (!problem) return py::none();
-    return py::make_tuple(latin1(problem.message), problem.position);
+    return ReadIntoArray(p_type, p_count, p_out, [&](eclipse::TItemType p_item, void* p_into) {
+        return formatted::ReadFormattedItems(*file, p_position, p_line, p_item, p_count, p_into);
+    });
 }
 
 }  // namespace

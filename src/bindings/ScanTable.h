@@ -2,7 +2,7 @@
 
 // What the catalogue scans of unformatted and formatted files hand to Python, in one form: the
 // table of their sections as NumPy arrays and lists of names, their problem as a tuple, and the
-// item type a read is asked for.
+// item type a read is asked for, and the checked read of a section into its array.
 #include <pybind11/numpy.h>
 
 #include <string>
@@ -10,6 +10,7 @@
 
 #include "bindings/Common.h"
 #include "eclipse/ItemType.h"
+#include "eclipse/TypedRead.h"
 
 namespace kelvara::bindings {
 
@@ -53,6 +54,29 @@ inline eclipse::TItemType ItemType(const std::string& p_type) {
         throw py::value_error("unknown section type " + p_type);
     }
     return type;
+}
+
+// Reads a section's items into out, an array that must hold exactly count items of the type:
+// p_read(void* destination) runs without the interpreter's lock and gives a problem (falsy when
+// there is none, else with its message and position). None, or (message, byte).
+template <class Read>
+py::object ReadIntoArray(const std::string& p_type, std::int64_t p_count, py::array& p_out,
+                         Read&& p_read) {
+    const eclipse::TItemType type = ItemType(p_type);
+    if (p_count < 0) throw py::value_error("a negative item count");
+    if (!(p_out.flags() & py::array::c_style) || !p_out.writeable() ||
+        p_out.nbytes() != eclipse::TypedBytes(type, p_count)) {
+        throw py::value_error("the array does not fit the section's items");
+    }
+    // The array stays referenced by the caller's frame while the lock is released.
+    void* out = p_out.mutable_data();
+    decltype(p_read(type, out)) problem;
+    {
+        py::gil_scoped_release release;
+        problem = p_read(type, out);
+    }
+    if (!problem) return py::none();
+    return py::make_tuple(latin1(problem.message), problem.position);
 }
 
 }  // namespace kelvara::bindings

@@ -39,22 +39,10 @@ Source MakeSource(py::handle p_file) { return Source{GetFileStream(p_file)->file
 
 py::object ReadInto(const Source& p_source, std::int64_t p_data_position, bool p_swap,
                     const std::string& p_type, std::int64_t p_count, py::array p_out) {
-    const eclipse::TItemType type = ItemType(p_type);
-    if (p_count < 0) throw py::value_error("a negative item count");
-    if (!(p_out.flags() & py::array::c_style) || !p_out.writeable() ||
-        p_out.nbytes() != eclipse::TypedBytes(type, p_count)) {
-        throw py::value_error("the array does not fit the section's items");
-    }
     const std::shared_ptr<SharedFile> file = p_source.file();
-    // The array stays referenced by the caller's frame while the lock is released.
-    void* out = p_out.mutable_data();
-    eclipse::TFormatProblem problem;
-    {
-        py::gil_scoped_release release;
-        problem = eclipse::ReadTypedItems(*file, p_data_position, p_swap, type, p_count, out);
-    }
-    if (!problem) return py::none();
-    return py::make_tuple(latin1(problem.message), problem.position);
+    return ReadIntoArray(p_type, p_count, p_out, [&](eclipse::TItemType p_item, void* p_into) {
+        return eclipse::ReadTypedItems(*file, p_data_position, p_swap, p_item, p_count, p_into);
+    });
 }
 
 py::object ReadRecords(const Source& p_source, py::array_t<std::int64_t> p_positions,
